@@ -1,0 +1,35 @@
+# core_module(NAME DIR DEPS...): one static library per source folder.
+# Sources are picked up by folder so that a new file needs no edit here.
+function(core_module name dir)
+  cmake_parse_arguments(M "" "" "DEPS" ${ARGN})
+  file(GLOB_RECURSE srcs CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/src/${dir}/*.cpp")
+  if(NOT srcs)
+    return()
+  endif()
+  add_library(${name} STATIC ${srcs})
+  target_include_directories(${name} PUBLIC "${CMAKE_SOURCE_DIR}/src")
+  target_link_libraries(${name} PUBLIC ${M_DEPS})
+  set_property(GLOBAL APPEND PROPERTY CORE_MODULES ${name})
+endfunction()
+
+# core_test_suite(NAME DIR LIBS... LABELS...): one GoogleTest executable per
+# test folder, registered with CTest. Suites labelled "concurrency" are the
+# ones the ThreadSanitizer build runs.
+function(core_test_suite name dir)
+  cmake_parse_arguments(T "" "" "LIBS;LABELS" ${ARGN})
+  if(CORE_TEST_SET STREQUAL "concurrency" AND NOT "concurrency" IN_LIST T_LABELS)
+    return()
+  endif()
+  foreach(lib IN LISTS T_LIBS)
+    if(NOT TARGET ${lib})
+      return()
+    endif()
+  endforeach()
+  file(GLOB_RECURSE srcs CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/tests/${dir}/*.cpp")
+  if(NOT srcs)
+    return()
+  endif()
+  add_executable(${name} ${srcs})
+  target_link_libraries(${name} PRIVATE ${T_LIBS} core_test_support GTest::gtest GTest::gmock GTest::gtest_main)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES LABELS "${T_LABELS}" TIMEOUT 300)
+endfunction()

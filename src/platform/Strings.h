@@ -1,0 +1,20 @@
+#pragma once
+// Text helpers with the platform's semantics: case-insensitive comparison
+// (as a string's caseInsensitiveCompare) and lowercasing, through ICU with
+// an ASCII fast path. All functions are pure and thread-safe. Input is
+// UTF-8; ill-formed bytes are compared and lowercased as they stand.
+
+#include <string>
+#include <string_view>
+
+namespace platform {
+
+// -1, 0 or 1: the order of `a` and `b` with case folded, compared in UTF-16
+// code units as the platform does.
+int caseInsensitiveCompare(std::string_view a, std::string_view b);
+// The lowercased form (root locale).
+std::string lowercase(std::string_view text);
+// True when `text` is well-formed UTF-8.
+bool isValidUTF8(std::string_view text);
+
+}  // namespace platform
