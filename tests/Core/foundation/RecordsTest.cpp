@@ -1,0 +1,79 @@
+#include "Core/foundation/AppFile.h"
+#include "Core/foundation/AppFileSet.h"
+#include "Core/foundation/CaseInsensitiveString.h"
+#include "Core/foundation/File.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <unordered_map>
+#include <unordered_set>
+
+using Core::AppFileKind;
+using Core::CaseInsensitiveString;
+
+TEST(CaseInsensitiveStringTest, OneKeyKeepsTheFirstSpelling) {
+    std::unordered_set<CaseInsensitiveString> set;
+    set.insert("Com.Apple.Safari");
+    set.insert("com.apple.safari");
+    ASSERT_EQ(set.size(), 1u);
+    EXPECT_EQ(set.begin()->origin(), "Com.Apple.Safari");
+    EXPECT_EQ(set.begin()->description(), "Com.Apple.Safari");
+
+    std::unordered_map<CaseInsensitiveString, int> table;
+    table["ÄPFEL.App"] = 1;
+    table["äpfel.app"] += 1;
+    EXPECT_EQ(table.size(), 1u);
+    EXPECT_EQ(table.begin()->second, 2);
+    EXPECT_EQ(CaseInsensitiveString("ÄPFEL").hashValue(), CaseInsensitiveString("äpfel").hashValue());
+    EXPECT_EQ(CaseInsensitiveString("MiXed").hashValue(), CaseInsensitiveString("mixed").hashValue());
+}
+
+TEST(CaseInsensitiveStringTest, OrderFollowsTheCompare) {
+    std::map<CaseInsensitiveString, int> ordered{{"b", 2}, {"A", 1}, {"C", 3}};
+    std::string keys;
+    for (const auto& [k, v] : ordered) keys += k.origin();
+    EXPECT_EQ(keys, "AbC");
+    EXPECT_LT(CaseInsensitiveString("apple"), CaseInsensitiveString("Banana"));
+    EXPECT_EQ(CaseInsensitiveString(""), CaseInsensitiveString(""));
+    EXPECT_FALSE(CaseInsensitiveString::from(std::nullopt).has_value());
+    EXPECT_EQ(CaseInsensitiveString::from(std::string("X"))->origin(), "X");
+    EXPECT_EQ(CaseInsensitiveString("MiXed").lowercaseString(), "mixed");
+}
+
+TEST(AppFileKindTest, RawStringsAreExactInCase) {
+    EXPECT_EQ(AppFileKind::fromRawValue("preferencePanes").kindCase(), AppFileKind::Case::preferencePanes);
+    AppFileKind odd = AppFileKind::fromRawValue("PreferencePanes");
+    EXPECT_EQ(odd.kindCase(), AppFileKind::Case::other);
+    EXPECT_EQ(odd.rawValue(), "PreferencePanes");
+    EXPECT_EQ(AppFileKind::fromRawValue("Log"), AppFileKind::other("Log"));
+    EXPECT_NE(AppFileKind::fromRawValue("Log"), AppFileKind::other("log"));
+    for (const char* raw : {"log", "cache", "container", "support", "preference", "cookie", "library", "loginItems",
+                            "crashReports", "plugins", "shared", "preferencePanes"}) {
+        AppFileKind kind = AppFileKind::fromRawValue(raw);
+        EXPECT_NE(kind.kindCase(), AppFileKind::Case::other) << raw;
+        EXPECT_EQ(kind.rawValue(), raw);
+    }
+    std::unordered_set<AppFileKind> kinds{AppFileKind::Case::log, AppFileKind::other("x"), AppFileKind::other("x"),
+                                          AppFileKind::other("y")};
+    EXPECT_EQ(kinds.size(), 3u);
+}
+
+TEST(FileRecordsTest, EqualityAndConversions) {
+    auto url = platform::URL::fileURL("/tmp/a.log");
+    std::unordered_set<Core::File> files{Core::File(url, 1), Core::File(url, 2)};
+    EXPECT_EQ(files.size(), 1u) << "files differing only in size are one entry";
+
+    Core::AppFile appFile = Core::File(url, 1500).toAppFile(AppFileKind::Case::log);
+    EXPECT_EQ(appFile.sizeString(), "2 KB");
+    ASSERT_TRUE(appFile.owner().isMacApp());
+    EXPECT_EQ(appFile.owner().macAppID().type, Core::MacAppID::Type::bundleID);
+    EXPECT_EQ(appFile.owner().id().origin(), "");
+
+    Core::AppFile cache = appFile.copyWith(AppFileKind::Case::cache);
+    EXPECT_EQ(cache.kind(), AppFileKind(AppFileKind::Case::cache));
+    EXPECT_EQ(cache.url(), url);
+    EXPECT_EQ(cache.size(), 1500);
+    EXPECT_EQ(cache.owner(), appFile.owner());
+    EXPECT_NE(Core::App::app("x"), Core::App::macApp(Core::MacAppID::bundleID("x")));
+}
