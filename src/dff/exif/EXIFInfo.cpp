@@ -12,6 +12,7 @@
 namespace easyexif {
 
 using internal::IFEntry;
+using internal::kTIFFStart;
 using internal::SegmentBytes;
 
 namespace {
@@ -62,10 +63,6 @@ enum GPSTag : uint16_t {
     kAltitude = 6,
     kDOP = 11,
 };
-
-// Offsets in the IFD pointer tags count from the TIFF header, which follows
-// the six bytes of "Exif\0\0".
-constexpr uint64_t kTIFFStart = 6;
 
 // Calls `take` with each entry of the IFD at `offset`. False when the entry
 // count or the entries themselves would lie outside the segment.

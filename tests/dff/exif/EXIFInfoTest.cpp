@@ -214,21 +214,6 @@ TEST(EXIFInfoTest, ABrokenSubIfdKeepsWhatWasReadBefore) {
     EXPECT_EQ(info.ISOSpeedRatings, 800);
 }
 
-TEST(EXIFInfoTest, ClearRestoresTheInitialValues) {
-    EXIFInfo info;
-    ASSERT_EQ(parse(info, jpegWith(cameraExif(true).segment())), kOk);
-    info.clear();
-    EXPECT_FALSE(info.ByteAlign);
-    EXPECT_EQ(info.Make, "");
-    EXPECT_EQ(info.FNumber, 0);
-    EXPECT_FALSE(info.Flash.fired);
-    EXPECT_EQ(info.Flash.mode, 0);
-    EXPECT_EQ(info.GeoLocation.Latitude, 0);
-    EXPECT_EQ(info.GeoLocation.LatComponents.direction, '?');
-    EXPECT_EQ(info.GeoLocation.LonComponents.direction, '?');
-    EXPECT_EQ(info.LensInfo.Model, "");
-}
-
 // Every prefix of a real file, closed with an end marker, and every prefix
 // of a segment: whatever the code, no read may leave the buffer.
 TEST(EXIFInfoTest, EveryTruncationStaysInsideTheBuffer) {

@@ -33,16 +33,16 @@ IFEntry::IFEntry(const SegmentBytes& bytes, size_t offset)
     : _bytes(&bytes),
       _tag(bytes.u16(offset)),
       _format(bytes.u16(offset + 2)),
-      _count(bytes.u32(offset + 4)),
-      _value(bytes.u32(offset + 8)) {
+      _count(bytes.u32(offset + 4)) {
+    uint64_t dataAt = uint64_t(bytes.u32(offset + 8)) + kTIFFStart;
     uint64_t unit = unitSize(_format);
     if (unit == 0) return;
     uint64_t size = unit * _count;  // at most 8 * (2^32 - 1): no overflow in 64 bits
     if (size <= 4) {
         _dataOffset = offset + 8;
         _hasData = true;
-    } else if (bytes.contains(uint64_t(_value) + 6, size)) {
-        _dataOffset = size_t(_value) + 6;
+    } else if (bytes.contains(dataAt, size)) {
+        _dataOffset = size_t(dataAt);
         _hasData = true;
     } else {
         _tag = kUnmatchableTag;

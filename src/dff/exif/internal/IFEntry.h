@@ -45,6 +45,8 @@ enum Format : uint16_t {
 };
 
 inline constexpr uint16_t kUnmatchableTag = 0xFF;
+// Offsets in entries count from the TIFF header, behind "Exif\0\0".
+inline constexpr uint64_t kTIFFStart = 6;
 
 class IFEntry {
 public:
@@ -52,10 +54,6 @@ public:
     IFEntry(const SegmentBytes& bytes, size_t offset);
 
     uint16_t tag() const { return _tag; }
-    uint16_t format() const { return _format; }
-    uint32_t count() const { return _count; }
-    // The raw value-or-offset field.
-    uint32_t value() const { return _value; }
 
     // Each take... stores the value and gives true only when the entry has
     // data of the expected format and enough values; otherwise it leaves
@@ -79,7 +77,6 @@ private:
     uint16_t _tag;
     uint16_t _format;
     uint32_t _count;
-    uint32_t _value;
     size_t _dataOffset = 0;
     bool _hasData = false;
 };
