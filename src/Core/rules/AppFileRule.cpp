@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdint>
 
 namespace Core {
 
@@ -22,8 +23,78 @@ size_t countNodes(const std::vector<MatcherNode>& nodes) {
     return count;
 }
 
-bool matchesAnything(const Matcher& m) {
-    return m.matcherCase() == Matcher::Case::any || m.matcherCase() == Matcher::Case::id;
+// Where the first node of each sort lies in one list of the forest. The
+// insertion rules ask for the first node of a list that meets a test; lists
+// only grow at the end, so a first position never changes, and these tables
+// answer in constant time what a scan from the front would find.
+struct ListIndex {
+    static constexpr size_t none = SIZE_MAX;
+    std::unordered_map<Matcher, size_t> directories;  // a directory node per matcher (never two)
+    std::unordered_map<Matcher, size_t> firstLeaf;    // the first leaf per matcher
+    size_t firstAnyLeaf = none;
+    size_t firstIDLeaf = none;
+
+    void addedDirectory(const Matcher& m, size_t position) { directories.emplace(m, position); }
+    void addedLeaf(const Matcher& m, size_t position) {
+        firstLeaf.emplace(m, position);
+        if (m.matcherCase() == Matcher::Case::any && firstAnyLeaf == none) firstAnyLeaf = position;
+        if (m.matcherCase() == Matcher::Case::id && firstIDLeaf == none) firstIDLeaf = position;
+    }
+    size_t directory(const Matcher& m) const {
+        auto found = directories.find(m);
+        return found == directories.end() ? none : found->second;
+    }
+    size_t leaf(const Matcher& m) const {
+        auto found = firstLeaf.find(m);
+        return found == firstLeaf.end() ? none : found->second;
+    }
+};
+
+using ListIndexes = std::unordered_map<const std::vector<MatcherNode>*, ListIndex>;
+
+void insertContext(std::map<platform::URL, std::vector<MatcherNode>>& rules, ListIndexes& indexes,
+                   const MatcherContext& context) {
+    const PathMatcher& p = context.matcher;
+    std::vector<MatcherNode>* list = &rules[p.root];
+
+    for (const Matcher& m : p.pathMatchers) {
+        ListIndex& index = indexes[list];
+        // The first of: a leaf that takes every name, a leaf of this very
+        // name (both leave nothing to descend into), or the directory node.
+        size_t blocker = std::min({index.firstAnyLeaf, index.firstIDLeaf, index.leaf(m)});
+        size_t existing = index.directory(m);
+        if (blocker < existing) return;
+        DirectoryMatcher* found = nullptr;
+        if (existing != ListIndex::none) {
+            found = (*list)[existing].directory().get();
+        } else {
+            auto created = std::make_shared<DirectoryMatcher>(nextMatcherID(), m);
+            found = created.get();
+            index.addedDirectory(m, list->size());
+            list->push_back(MatcherNode::directory(std::move(created)));
+        }
+        context.idSet->insert(found->id);
+        list = &found->children;
+    }
+
+    const Matcher& n = p.nameMatcher;
+    ListIndex& index = indexes[list];
+    // The first of: a directory node of this name (it took the name), a leaf
+    // of this name (same priority: add beside it; other: a higher rule
+    // claims the names), a leaf that takes every name ahead of it.
+    size_t directory = index.directory(n);
+    size_t sameLeaf = index.leaf(n);
+    size_t anyLeaf = n.matcherCase() == Matcher::Case::any ? ListIndex::none : index.firstAnyLeaf;
+    size_t idLeaf = n.matcherCase() == Matcher::Case::id ? ListIndex::none : index.firstIDLeaf;
+    size_t first = std::min({directory, sameLeaf, anyLeaf, idLeaf});
+    if (first != ListIndex::none) {
+        if (first != sameLeaf) return;
+        if ((*list)[sameLeaf].file().priority != p.priority) return;
+    }
+    MatcherID id = nextMatcherID();
+    index.addedLeaf(n, list->size());
+    list->push_back(MatcherNode::file(FileMatcher{id, n, p.priority, context.kind, context.ruleID}));
+    context.idSet->insert(id);
 }
 
 }  // namespace
@@ -65,52 +136,8 @@ AppFileRule::AppFileRule(const RuleManager& manager, bool includeAll) {
     }
     // Stable, so that equal contexts keep the order of the rules' map.
     std::stable_sort(contexts.begin(), contexts.end(), MatcherContext::precedes);
-    for (const auto& context : contexts) insert(context);
-}
-
-void AppFileRule::insert(const MatcherContext& context) {
-    const PathMatcher& p = context.matcher;
-    std::vector<MatcherNode>* list = &_rules[p.root];
-
-    for (const Matcher& m : p.pathMatchers) {
-        DirectoryMatcher* found = nullptr;
-        for (const MatcherNode& node : *list) {
-            if (node.isFile()) {
-                // A leaf that takes every name, or this very name, leaves
-                // nothing to descend into.
-                if (matchesAnything(node.file().matcher) || node.file().matcher == m) return;
-                continue;
-            }
-            if (node.directory()->matcher == m) {
-                found = node.directory().get();
-                break;
-            }
-        }
-        if (found == nullptr) {
-            auto created = std::make_shared<DirectoryMatcher>(nextMatcherID(), m);
-            found = created.get();
-            list->push_back(MatcherNode::directory(std::move(created)));
-        }
-        context.idSet->insert(found->id);
-        list = &found->children;
-    }
-
-    const Matcher& n = p.nameMatcher;
-    for (const MatcherNode& node : *list) {
-        if (node.isDirectory()) {
-            if (node.directory()->matcher == n) return;  // a directory node took the name
-            continue;
-        }
-        const FileMatcher& leaf = node.file();
-        if (leaf.matcher == n) {
-            if (leaf.priority != p.priority) return;  // a higher rule claims the same names
-            break;                                    // the same claim for another rule: add beside it
-        }
-        if (matchesAnything(leaf.matcher)) return;  // a leaf that takes every name is ahead
-    }
-    MatcherID id = nextMatcherID();
-    list->push_back(MatcherNode::file(FileMatcher{id, n, p.priority, context.kind, context.ruleID}));
-    context.idSet->insert(id);
+    ListIndexes indexes;
+    for (const auto& context : contexts) insertContext(_rules, indexes, context);
 }
 
 std::unordered_set<MatcherID> AppFileRule::matcherIDs(std::string_view id) const {

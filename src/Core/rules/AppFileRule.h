@@ -68,8 +68,6 @@ public:
     size_t nodeCount() const;
 
 private:
-    void insert(const MatcherContext& context);
-
     std::map<platform::URL, std::vector<MatcherNode>> _rules;
     std::unordered_map<CaseInsensitiveString, std::shared_ptr<MatcherIDSet>> _matcherIDSet;
     std::unordered_map<platform::Regex, std::shared_ptr<MatcherIDSet>> _regexMatcherIDSet;
