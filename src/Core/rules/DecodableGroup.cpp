@@ -25,7 +25,7 @@ std::vector<DecodableGroup> decodeGroupDocument(std::string_view text, const std
     YAML::Node root = internal::loadYaml(text, file);
     std::vector<DecodableGroup> groups;
     if (!root || root.IsNull()) return groups;
-    try {
+    internal::decodingFailuresOf(file, [&] {
         if (root.IsSequence()) {
             size_t index = 0;
             for (const auto& item : root) groups.push_back(decodeGroup(item, "#" + std::to_string(index++)));
@@ -40,11 +40,7 @@ std::vector<DecodableGroup> decodeGroupDocument(std::string_view text, const std
             throw internal::DecodingFailure(internal::describePosition(root.Mark()) +
                                             ": the document is neither a list nor a mapping of entries");
         }
-    } catch (const internal::DecodingFailure& e) {
-        throw ResourceError(file, e.what());
-    } catch (const YAML::Exception& e) {
-        throw ResourceError(file, internal::describePosition(e.mark) + ": " + e.msg);
-    }
+    });
     return groups;
 }
 

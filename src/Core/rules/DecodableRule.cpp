@@ -7,14 +7,6 @@ namespace Core {
 
 namespace {
 
-using Field = std::optional<DecodableKindPaths> DecodableRule::*;
-
-constexpr std::array<Field, 9> kCategoryFields{
-    &DecodableRule::caches,     &DecodableRule::logs,         &DecodableRule::support,
-    &DecodableRule::library,    &DecodableRule::loginItems,   &DecodableRule::crashReports,
-    &DecodableRule::plugins,    &DecodableRule::shared,       &DecodableRule::preferencePanes,
-};
-
 DecodableRule decodeEntry(const YAML::Node& node, const std::string& key) {
     DecodableRule rule;
     if (node.IsNull()) return rule;  // an entry without fields
@@ -32,23 +24,15 @@ DecodableRule decodeEntry(const YAML::Node& node, const std::string& key) {
 
 }  // namespace
 
-std::optional<DecodableKindPaths>& DecodableRule::category(RuleCategory c) {
-    return this->*kCategoryFields[static_cast<size_t>(c)];
-}
-
-const std::optional<DecodableKindPaths>& DecodableRule::category(RuleCategory c) const {
-    return this->*kCategoryFields[static_cast<size_t>(c)];
-}
-
 RuleDocument decodeRuleDocument(std::string_view text, const std::string& file) {
     YAML::Node root = internal::loadYaml(text, file);
     if (!root || root.IsNull()) throw ResourceError(file, "the document is empty (or is not UTF-8 text)");
     if (!root.IsMap())
         throw ResourceError(file, internal::describePosition(root.Mark()) +
                                       ": the document is not a mapping of rule keys to entries");
-    RuleDocument document;
-    document.reserve(root.size());
-    try {
+    return internal::decodingFailuresOf(file, [&] {
+        RuleDocument document;
+        document.reserve(root.size());
         for (const auto& item : root) {
             if (!item.first.IsScalar())
                 throw internal::DecodingFailure(internal::describePosition(item.first.Mark()) +
@@ -56,12 +40,8 @@ RuleDocument decodeRuleDocument(std::string_view text, const std::string& file) 
             const std::string& key = item.first.Scalar();
             document.emplace_back(key, decodeEntry(item.second, key));
         }
-    } catch (const internal::DecodingFailure& e) {
-        throw ResourceError(file, e.what());
-    } catch (const YAML::Exception& e) {
-        throw ResourceError(file, internal::describePosition(e.mark) + ": " + e.msg);
-    }
-    return document;
+        return document;
+    });
 }
 
 }  // namespace Core

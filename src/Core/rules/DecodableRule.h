@@ -23,21 +23,11 @@ namespace Core {
 // order (the same key twice stays twice; the later one wins when compiled).
 using DecodableKindPaths = std::vector<std::pair<std::string, std::vector<std::string>>>;
 
-struct DecodableRule {
+// The category fields (`caches` ... `preferencePanes`) come from
+// RuleCategories, in the order of the document's keys.
+struct DecodableRule : RuleCategories<DecodableKindPaths> {
     std::optional<std::vector<std::string>> ids;
     std::optional<std::string> organization;
-    std::optional<DecodableKindPaths> caches;
-    std::optional<DecodableKindPaths> logs;
-    std::optional<DecodableKindPaths> support;
-    std::optional<DecodableKindPaths> library;
-    std::optional<DecodableKindPaths> loginItems;
-    std::optional<DecodableKindPaths> crashReports;
-    std::optional<DecodableKindPaths> plugins;
-    std::optional<DecodableKindPaths> shared;
-    std::optional<DecodableKindPaths> preferencePanes;
-
-    std::optional<DecodableKindPaths>& category(RuleCategory c);
-    const std::optional<DecodableKindPaths>& category(RuleCategory c) const;
 };
 
 // The rule keys with their entries, in document order (which carries no

@@ -5,23 +5,6 @@
 
 namespace Core {
 
-namespace {
-
-using Field = std::optional<KindPathMatchers> Rule::*;
-
-constexpr std::array<Field, 9> kCategoryFields{
-    &Rule::caches,  &Rule::logs,    &Rule::support, &Rule::library,         &Rule::loginItems,
-    &Rule::crashReports, &Rule::plugins, &Rule::shared, &Rule::preferencePanes,
-};
-
-}  // namespace
-
-std::optional<KindPathMatchers>& Rule::category(RuleCategory c) { return this->*kCategoryFields[static_cast<size_t>(c)]; }
-
-const std::optional<KindPathMatchers>& Rule::category(RuleCategory c) const {
-    return this->*kCategoryFields[static_cast<size_t>(c)];
-}
-
 Rule Rule::make(const DecodableRule& decodable, int basePriority, const platform::Layout& layout) {
     Rule rule;
     for (RuleCategory c : kAllRuleCategories) {

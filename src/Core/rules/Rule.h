@@ -23,20 +23,8 @@ namespace Core {
 
 using KindPathMatchers = std::vector<std::pair<AppFileKind, std::vector<PathMatcher>>>;
 
-struct Rule {
-    std::optional<KindPathMatchers> caches;
-    std::optional<KindPathMatchers> logs;
-    std::optional<KindPathMatchers> support;
-    std::optional<KindPathMatchers> library;
-    std::optional<KindPathMatchers> loginItems;
-    std::optional<KindPathMatchers> crashReports;
-    std::optional<KindPathMatchers> plugins;
-    std::optional<KindPathMatchers> shared;
-    std::optional<KindPathMatchers> preferencePanes;
-
-    std::optional<KindPathMatchers>& category(RuleCategory c);
-    const std::optional<KindPathMatchers>& category(RuleCategory c) const;
-
+// The fields `caches` ... `preferencePanes` come from RuleCategories.
+struct Rule : RuleCategories<KindPathMatchers> {
     // Builds the rule of `decodable` for a key whose B is `basePriority`:
     // each path's default priority is B x 10, and B x 10 + 1 under
     // `support`. Path expressions that give nothing are dropped.

@@ -30,6 +30,16 @@ std::string describePosition(const YAML::Mark& mark) {
     return "line " + std::to_string(mark.line + 1) + ", column " + std::to_string(mark.column + 1);
 }
 
+void rethrowAsResourceError(const std::string& file) {
+    try {
+        throw;
+    } catch (const DecodingFailure& e) {
+        throw ResourceError(file, e.what());
+    } catch (const YAML::Exception& e) {
+        throw ResourceError(file, describePosition(e.mark) + ": " + e.msg);
+    }
+}
+
 YAML::Node loadYaml(std::string_view text, const std::string& file) {
     try {
         return YAML::Load(std::string(text));

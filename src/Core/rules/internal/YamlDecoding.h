@@ -22,6 +22,11 @@ struct DecodingFailure : std::runtime_error {
 // "line L, column C" of a node or an error (1-based).
 std::string describePosition(const YAML::Mark& mark);
 
+// Runs `decode`, turning a DecodingFailure or a YAML error into a
+// ResourceError naming `file`.
+template <class F>
+auto decodingFailuresOf(const std::string& file, F&& decode) -> decltype(decode());
+
 // Parses `text`; throws ResourceError(file, "line L, column C: ...") on a
 // syntax error.
 YAML::Node loadYaml(std::string_view text, const std::string& file);
@@ -33,5 +38,18 @@ std::optional<std::vector<std::string>> readStringList(const YAML::Node& map, co
                                                         const char* field);
 std::optional<std::vector<std::pair<std::string, std::vector<std::string>>>> readStringListMap(
     const YAML::Node& map, const std::string& entry, const char* field);
+
+[[noreturn]] void rethrowAsResourceError(const std::string& file);
+
+template <class F>
+auto decodingFailuresOf(const std::string& file, F&& decode) -> decltype(decode()) {
+    try {
+        return decode();
+    } catch (const DecodingFailure&) {
+        rethrowAsResourceError(file);
+    } catch (const YAML::Exception&) {
+        rethrowAsResourceError(file);
+    }
+}
 
 }  // namespace Core::internal
