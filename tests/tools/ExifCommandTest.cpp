@@ -1,0 +1,84 @@
+// Runs the built console host on files the test writes and checks what it
+// prints. Skipped in builds without the tools (the sanitizer presets).
+#include "support/ExifBuilder.h"
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <string>
+
+namespace {
+
+using testing_support::ExifBuilder;
+
+struct Outcome {
+    int status;
+    std::string out;
+};
+
+Outcome sweeper(const std::string& arguments) {
+    std::string command = std::string(CORE_BINARY_DIR) + "/tools/sweeper " + arguments + " 2>/dev/null";
+    Outcome run{-1, {}};
+    FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) return run;
+    char chunk[4096];
+    for (size_t n; (n = fread(chunk, 1, sizeof chunk, pipe)) > 0;) run.out.append(chunk, n);
+    int status = pclose(pipe);
+    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return run;
+}
+
+class ExifCommandTest : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!std::filesystem::exists(std::string(CORE_BINARY_DIR) + "/tools/sweeper"))
+            GTEST_SKIP() << "sweeper is not built here";
+    }
+    testing_support::TempDir dir;
+};
+
+TEST_F(ExifCommandTest, JsonHasTheCodeAndTheNamedFields) {
+    // A corrupt GPS pointer: the code says so, and what came before is shown.
+    ExifBuilder b(false);
+    b.ascii(ExifBuilder::Ifd::zero, 271, "Ma\xE9ker")  // not UTF-8: shown as Latin-1
+        .shorts(ExifBuilder::Ifd::exif, 37385, {0x07})
+        .longs(ExifBuilder::Ifd::zero, 34853, {99999});
+    testing_support::writeFile(dir / "a.jpg", testing_support::jpegWith(b.segment()));
+
+    Outcome run = sweeper("--json exif " + (dir / "a.jpg"));
+    ASSERT_EQ(run.status, 0);
+    nlohmann::json doc = nlohmann::json::parse(run.out);
+    EXPECT_EQ(doc["code"], 1985);
+    const auto& f = doc["fields"];
+    EXPECT_EQ(f["ByteAlign"], false);
+    EXPECT_EQ(f["Make"], "Ma\xC3\xA9ker");
+    EXPECT_EQ(f["Flash"]["fired"], true);
+    EXPECT_EQ(f["Flash"]["returnedLight"], 3);
+    EXPECT_EQ(f["GeoLocation"]["LatComponents"]["direction"], "?");
+    EXPECT_EQ(f["GeoLocation"]["Altitude"], 0.0);
+    EXPECT_EQ(f["LensInfo"]["FocalPlaneResolutionUnit"], 0);
+    EXPECT_EQ(f.size(), 27u);
+    EXPECT_EQ(f["GeoLocation"].size(), 7u);
+    EXPECT_EQ(f["LensInfo"].size(), 9u);
+}
+
+TEST_F(ExifCommandTest, TextModeAndFailures) {
+    testing_support::writeFile(dir / "b.jpg", testing_support::jpegWith(testing_support::cameraExif(true).segment()));
+    Outcome text = sweeper("exif " + (dir / "b.jpg"));
+    EXPECT_EQ(text.status, 0);
+    EXPECT_EQ(text.out.rfind("code: 0 (success)\n", 0), 0u) << text.out;
+    EXPECT_NE(text.out.find("\nModel: Model 7\n"), std::string::npos);
+    EXPECT_NE(text.out.find("\n    direction: N\n"), std::string::npos);
+
+    EXPECT_EQ(sweeper("exif " + (dir / "missing.jpg")).status, 1);
+    Outcome none = sweeper("--json exif " + (dir / "missing.jpg"));
+    EXPECT_EQ(none.out, "");  // nothing but JSON on stdout, and no JSON for a failure
+    EXPECT_EQ(sweeper("exif").status, 2);
+}
+
+}  // namespace
