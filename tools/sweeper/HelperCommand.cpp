@@ -5,8 +5,15 @@
 
 #include "Core/helper/HelperTool.h"
 #include "platform/Layout.h"
+#if __has_include("platform/Dispatch.h")
+#include "Core/helper/HelperConnection.h"
+#include "platform/Dispatch.h"
+#endif
 
 #include <unistd.h>
+
+#include <atomic>
+#include <chrono>
 
 #include <memory>
 
@@ -30,6 +37,35 @@ const CommandRegistration serveRegistration{
             return 0;
         };
     }};
+
+#if __has_include("platform/Dispatch.h")
+// Connects as the library does (no install: that needs root) and waits for
+// the answer to test, or for the connection to fail.
+int runPing(const Globals& globals) {
+    auto connection = Core::HelperConnection::create();
+    std::atomic<int> outcome{0};  // 1 answered, -1 failed
+    connection->setErrorHandler([&] { outcome = -1; });
+    if (!connection->connect(false))
+        throw CommandError("the helper tool is not installed or out of date (install it as root)");
+    connection->helper()->test([&] {
+        outcome = 1;
+        platform::dispatch::wakeMainLoop();
+    });
+    platform::dispatch::runMainLoopUntil([&] { return outcome.load() != 0; }, std::chrono::seconds(10));
+    bool answered = outcome.load() == 1;
+    connection->close();
+    std::string socket = platform::Layout::shared().helperSocketPath();
+    if (globals.json)
+        printJson({{"socket", socket}, {"answered", answered}});
+    else
+        std::printf("%s: %s\n", socket.c_str(), answered ? "the helper answered" : "no answer");
+    return answered ? 0 : 1;
+}
+
+const CommandRegistration pingRegistration{
+    {"helper", "ping"}, "Connect to the helper tool and report whether it answers",
+    [](CLI::App&, Globals& globals) -> Action { return [&globals] { return runPing(globals); }; }};
+#endif
 
 }  // namespace
 }  // namespace sweeper
