@@ -85,53 +85,60 @@ private:
     bool _ok = true;
 };
 
-}  // namespace
+enum class Field { callId, path, paths, scripts, flag, size };
 
-std::optional<std::string> encodeFrame(const HelperMessage& m) {
+// The fields of each kind, in wire order: the one description of the layout
+// that both directions follow. Nothing for an unknown kind.
+std::optional<std::vector<Field>> fieldsOf(HelperMessageKind kind) {
     using K = HelperMessageKind;
-    std::string payload;
-    payload.push_back(static_cast<char>(m.kind));
-    switch (m.kind) {
+    switch (kind) {
         case K::test:
         case K::reindexSpotlight:
         case K::clearDNSCache:
         case K::replyVoid:
-            putU32(payload, m.callId);
-            break;
+            return std::vector{Field::callId};
         case K::getDirectorySize:
         case K::shredFile:
-            putU32(payload, m.callId);
-            putString(payload, m.path);
-            break;
+            return std::vector{Field::callId, Field::path};
         case K::deleteAtPaths:
-            putStrings(payload, m.paths);
-            putStrings(payload, m.scripts);
-            break;
+            return std::vector{Field::paths, Field::scripts};
         case K::changeMode:
-            payload.push_back(m.flag ? 1 : 0);
-            break;
+            return std::vector{Field::flag};
         case K::replySize:
-            putU32(payload, m.callId);
-            putU64(payload, static_cast<uint64_t>(m.size));
-            break;
+            return std::vector{Field::callId, Field::size};
         case K::replyBool:
-            putU32(payload, m.callId);
-            payload.push_back(m.flag ? 1 : 0);
-            break;
+            return std::vector{Field::callId, Field::flag};
         case K::deletedAt:
-            putString(payload, m.path);
-            payload.push_back(m.flag ? 1 : 0);
-            break;
+            return std::vector{Field::path, Field::flag};
         case K::deletingAt:
-            putString(payload, m.path);
-            break;
+            return std::vector{Field::path};
         case K::pauseDeleting:
         case K::resumeDeleting:
         case K::stopDeleting:
         case K::stopGettingSize:
         case K::launchedScript:
         case K::deletionCompleted:
-            break;
+            return std::vector<Field>{};
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<std::string> encodeFrame(const HelperMessage& m) {
+    auto fields = fieldsOf(m.kind);
+    if (!fields) return std::nullopt;
+    std::string payload;
+    payload.push_back(static_cast<char>(m.kind));
+    for (Field field : *fields) {
+        switch (field) {
+            case Field::callId: putU32(payload, m.callId); break;
+            case Field::path: putString(payload, m.path); break;
+            case Field::paths: putStrings(payload, m.paths); break;
+            case Field::scripts: putStrings(payload, m.scripts); break;
+            case Field::flag: payload.push_back(m.flag ? 1 : 0); break;
+            case Field::size: putU64(payload, static_cast<uint64_t>(m.size)); break;
+        }
     }
     if (payload.size() > kHelperMaxFrameSize) return std::nullopt;
     std::string frame;
@@ -142,53 +149,26 @@ std::optional<std::string> encodeFrame(const HelperMessage& m) {
 }
 
 std::optional<HelperMessage> decodePayload(const uint8_t* data, size_t size) {
-    using K = HelperMessageKind;
     Reader in(data, size);
     uint8_t kindByte = 0;
     if (!in.u8(kindByte)) return std::nullopt;
     HelperMessage m;
-    m.kind = static_cast<K>(kindByte);
-    bool ok = true;
-    switch (m.kind) {
-        case K::test:
-        case K::reindexSpotlight:
-        case K::clearDNSCache:
-        case K::replyVoid:
-            ok = in.u32(m.callId);
-            break;
-        case K::getDirectorySize:
-        case K::shredFile:
-            ok = in.u32(m.callId) && in.string(m.path);
-            break;
-        case K::deleteAtPaths:
-            ok = in.strings(m.paths) && in.strings(m.scripts);
-            break;
-        case K::changeMode:
-            ok = in.flag(m.flag);
-            break;
-        case K::replySize:
-            ok = in.u32(m.callId) && in.i64(m.size);
-            break;
-        case K::replyBool:
-            ok = in.u32(m.callId) && in.flag(m.flag);
-            break;
-        case K::deletedAt:
-            ok = in.string(m.path) && in.flag(m.flag);
-            break;
-        case K::deletingAt:
-            ok = in.string(m.path);
-            break;
-        case K::pauseDeleting:
-        case K::resumeDeleting:
-        case K::stopDeleting:
-        case K::stopGettingSize:
-        case K::launchedScript:
-        case K::deletionCompleted:
-            break;
-        default:
-            return std::nullopt;
+    m.kind = static_cast<HelperMessageKind>(kindByte);
+    auto fields = fieldsOf(m.kind);
+    if (!fields) return std::nullopt;
+    for (Field field : *fields) {
+        bool ok = false;
+        switch (field) {
+            case Field::callId: ok = in.u32(m.callId); break;
+            case Field::path: ok = in.string(m.path); break;
+            case Field::paths: ok = in.strings(m.paths); break;
+            case Field::scripts: ok = in.strings(m.scripts); break;
+            case Field::flag: ok = in.flag(m.flag); break;
+            case Field::size: ok = in.i64(m.size); break;
+        }
+        if (!ok) return std::nullopt;
     }
-    if (!ok || !in.atEnd()) return std::nullopt;
+    if (!in.atEnd()) return std::nullopt;
     return m;
 }
 
