@@ -1,0 +1,65 @@
+#pragma once
+// HelperServer: the helper tool's listening end. It binds a Unix-domain
+// socket, accepts one client at a time, lets in only root and the user it
+// was started for (checked from the socket's peer credentials on every
+// connection), and serves the wire interface through a HelperService until
+// the client goes or sends a malformed frame.
+//
+// Threading: serve() runs on one thread; stop() may be called from any
+// other thread (not from a signal handler).
+//
+//   Core::HelperServer server({.socketPath = "/run/helper.socket", .allowedUid = 1000});
+//   std::string error;
+//   if (!server.listen(error)) fail(error);
+//   server.serve();
+
+#include "Core/helper/HelperService.h"
+
+#include <sys/types.h>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace Core {
+
+namespace internal {
+class FramedSocket;
+}
+
+struct HelperServerOptions {
+    std::string socketPath;
+    uid_t allowedUid = 0;  // besides root
+    HelperServiceOptions service;
+};
+
+class HelperServer {
+public:
+    explicit HelperServer(HelperServerOptions options);
+    ~HelperServer();
+    HelperServer(const HelperServer&) = delete;
+    HelperServer& operator=(const HelperServer&) = delete;
+
+    // Replaces a stale socket file and listens; false with the reason.
+    bool listen(std::string& error);
+    // Serves clients one after another until stop(). Returns at once
+    // without a successful listen().
+    void serve();
+    // Ends serve(), closing the current client's connection.
+    void stop();
+
+    // True when a peer of `uid` may use the tool.
+    bool isAllowed(uid_t uid) const { return uid == 0 || uid == _options.allowedUid; }
+
+private:
+    void serveClient(int fd);
+
+    HelperServerOptions _options;
+    int _listenFd = -1;
+    std::atomic<bool> _stopping{false};
+    std::mutex _clientLock;
+    std::shared_ptr<internal::FramedSocket> _client;
+};
+
+}  // namespace Core

@@ -1,0 +1,90 @@
+#pragma once
+// HelperService: the work behind the helper tool's wire interface, for one
+// connected client. Deletions run one after another on a thread of their
+// own, with pause, resume and stop between entries; sizes, shredding and the
+// maintenance commands each run on a thread of their own and reply when
+// done. Callbacks go to the client's OMHelperDelegate.
+//
+// Threading: the OMHelperProtocol methods may be called from any thread;
+// shutdown (or the destructor) stops the work and joins every thread.
+//
+//   Core::HelperService service(clientDelegate, {});
+//   service.deleteAtPaths({"/tmp/a"}, {});
+//   service.shutdown();
+
+#include "Core/helper/OMHelperDelegate.h"
+#include "Core/helper/OMHelperProtocol.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <thread>
+#include <vector>
+
+namespace Core {
+
+struct HelperServiceOptions {
+    // Shell command lines of the two maintenance jobs; empty answers false.
+    std::string reindexSpotlightCommand;
+    std::string clearDNSCacheCommand;
+};
+
+class HelperService final : public OMHelperProtocol {
+public:
+    HelperService(std::shared_ptr<OMHelperDelegate> client, HelperServiceOptions options);
+    ~HelperService() override;
+    HelperService(const HelperService&) = delete;
+    HelperService& operator=(const HelperService&) = delete;
+
+    // Stops the running and queued deletions and sizes (a running deletion
+    // still sends its helperDeletionCompleted), then joins every thread.
+    void shutdown();
+
+    void test(std::function<void()> reply) override;
+    void deleteAtPaths(const std::vector<std::string>& paths, const std::vector<std::string>& withScripts) override;
+    void pauseDeleting() override;
+    void resumeDeleting() override;
+    void stopDeleting() override;
+    void getDirectorySizeAt(const std::string& path, std::function<void(int64_t size)> with) override;
+    void stopGettingSize() override;
+    void shredFile(const std::string& path, std::function<void(bool success)> with) override;
+    void changeMode(bool shred) override;
+    void reindexSpotlight(std::function<void(bool success)> reply) override;
+    void clearDNSCache(std::function<void(bool success)> reply) override;
+
+private:
+    struct DeletionJob {
+        uint64_t sequence;
+        std::vector<std::string> paths;
+        std::vector<std::string> scripts;
+        bool shred;
+    };
+
+    void deletionLoop();
+    void runDeletion(const DeletionJob& job);
+    // Waits while paused; false when the job was stopped.
+    bool mayProceed(uint64_t sequence);
+    void startTask(std::function<void()> work);
+    void runMaintenance(const std::string& command, std::function<void(bool success)> reply);
+
+    std::shared_ptr<OMHelperDelegate> _client;
+    HelperServiceOptions _options;
+
+    std::mutex _mutex;
+    std::condition_variable _changed;
+    std::deque<DeletionJob> _jobs;
+    uint64_t _lastSequence = 0;
+    uint64_t _stoppedThrough = 0;  // jobs up to this sequence are stopped
+    bool _paused = false;
+    bool _shuttingDown = false;
+    bool _shredMode = false;
+    std::thread _deletionThread;
+    std::vector<std::thread> _tasks;
+    std::set<std::shared_ptr<std::atomic<bool>>> _sizeStops;
+};
+
+}  // namespace Core

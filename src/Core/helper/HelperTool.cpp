@@ -1,0 +1,57 @@
+#include "Core/helper/HelperTool.h"
+
+#include "platform/Analytics.h"
+
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <thread>
+
+namespace Core {
+
+HelperServiceOptions defaultMaintenanceCommands() {
+    return {.reindexSpotlightCommand = "updatedb", .clearDNSCacheCommand = "resolvectl flush-caches"};
+}
+
+int runHelperTool(const HelperToolOptions& options) {
+    sigset_t stopSignals;
+    sigemptyset(&stopSignals);
+    sigaddset(&stopSignals, SIGTERM);
+    sigaddset(&stopSignals, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
+
+    HelperServer server(options.server);
+    std::string error;
+    if (!server.listen(error)) {
+        platform::log("helper: " + error);
+        if (options.readyFd >= 0) {
+            std::string answer = "failed " + error + "\n";
+            (void)!::write(options.readyFd, answer.data(), answer.size());
+            ::close(options.readyFd);
+        }
+        return 1;
+    }
+    std::string pidFile = options.pidFile.empty() ? options.server.socketPath + ".pid" : options.pidFile;
+    std::ofstream(pidFile) << ::getpid() << "\n";
+    if (options.readyFd >= 0) {
+        (void)!::write(options.readyFd, "ready\n", 6);
+        ::close(options.readyFd);
+    }
+
+    // A signal is taken by this thread, which then stops the server; the
+    // server's own threads inherit the blocked mask.
+    std::thread signalWaiter([&server, stopSignals] {
+        int received = 0;
+        sigwait(&stopSignals, &received);
+        if (received != 0) server.stop();
+    });
+    server.serve();
+    // serve() can also end on its own (the socket failed); wake the waiter.
+    ::kill(::getpid(), SIGTERM);
+    signalWaiter.join();
+    return 0;
+}
+
+}  // namespace Core

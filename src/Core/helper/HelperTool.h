@@ -1,0 +1,32 @@
+#pragma once
+// runHelperTool: the helper tool's whole life in the foreground: listen,
+// note its process id, tell the installer it is ready, serve clients until
+// SIGTERM or SIGINT.
+//
+// Threading: call from the main thread before any other thread starts, so
+// that the two signals can be blocked for every thread.
+//
+//   Core::HelperToolOptions options;
+//   options.server.socketPath = "/tmp/helper.socket";
+//   options.server.allowedUid = getuid();
+//   return Core::runHelperTool(options);
+
+#include "Core/helper/HelperServer.h"
+
+#include <string>
+
+namespace Core {
+
+struct HelperToolOptions {
+    HelperServerOptions server;
+    int readyFd = -1;     // "ready\n" is written here once listening, then closed
+    std::string pidFile;  // empty: "<socket>.pid"
+};
+
+// The Linux commands behind the two maintenance calls.
+HelperServiceOptions defaultMaintenanceCommands();
+
+// 0 after a signal ended the service; 1 when the socket can't be set up.
+int runHelperTool(const HelperToolOptions& options);
+
+}  // namespace Core

@@ -1,0 +1,71 @@
+#pragma once
+// Test helpers for the helper tool: this test program started again as the
+// tool (a real process on a real socket), and a raw wire client that
+// collects what the tool sends.
+
+#include "Core/helper/HelperMessage.h"
+#include "Core/helper/internal/FramedSocket.h"
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace helper_testing {
+
+struct ToolSettings {
+    std::string socketPath;
+    uid_t allowedUid = 0;
+    std::string dnsCommand = "true";
+    std::string reindexCommand = "false";
+    // A tool that accepts connections and never reads from them.
+    bool silent = false;
+};
+
+// This test program, started as the helper tool; stopped (SIGTERM, then
+// reaped) when destroyed.
+class HelperProcess {
+public:
+    explicit HelperProcess(const ToolSettings& settings);
+    ~HelperProcess();
+    bool isRunning() const { return _pid > 0; }
+    // SIGKILL and reap: the tool is gone as after a crash.
+    void kill();
+
+private:
+    pid_t _pid = -1;
+};
+
+// A connection to the tool that records every message it receives.
+class WireClient {
+public:
+    explicit WireClient(const std::string& socketPath);
+    ~WireClient();
+    bool isConnected() const { return _socket != nullptr; }
+    bool send(const Core::HelperMessage& message);
+    bool sendRaw(const std::string& bytes);
+    // Waits (up to 20 s) until `done` holds for the messages received so far.
+    bool waitFor(const std::function<bool(const std::vector<Core::HelperMessage>&)>& done);
+    // Waits until the tool closed the connection.
+    bool waitForClose();
+    std::vector<Core::HelperMessage> received();
+
+private:
+    std::shared_ptr<Core::internal::FramedSocket> _socket;
+    std::thread _reader;
+    std::mutex _mutex;
+    std::condition_variable _changed;
+    std::vector<Core::HelperMessage> _messages;
+    bool _closed = false;
+};
+
+// True once the last message has `kind`.
+bool lastIs(const std::vector<Core::HelperMessage>& messages, Core::HelperMessageKind kind);
+
+}  // namespace helper_testing

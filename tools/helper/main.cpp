@@ -1,0 +1,82 @@
+// core-helper: the privileged helper tool. Installed and started by the
+// application's installer; serves the helper wire interface on a
+// Unix-domain socket for root and the one user it was started for.
+//
+//   core-helper --socket PATH [--allow-uid UID] [--ready-fd FD] [--pid-file PATH]
+//               [--dns-command LINE] [--reindex-command LINE]
+#include "Core/helper/HelperTool.h"
+#include "platform/Layout.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+// The tool's information list, read by the installer to compare versions.
+// Raise CFBundleVersion with every change the application relies on.
+__attribute__((used, section(".info_plist"))) static const char kInfoPlist[] =
+    R"(<?xml version="1.0" encoding="UTF-8"?>
+<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
+<plist version="1.0">
+<dict>
+	<key>CFBundleIdentifier</key>
+	<string>com.oxmerl.MerlSweeper.PrivilegedHelperTool</string>
+	<key>CFBundleName</key>
+	<string>com.oxmerl.MerlSweeper.PrivilegedHelperTool</string>
+	<key>CFBundleVersion</key>
+	<string>1.0.0</string>
+	<key>SMAuthorizedClients</key>
+	<array>
+		<string>identifier "com.oxmerl.MerlSweeper"</string>
+	</array>
+</dict>
+</plist>
+)";
+
+namespace {
+
+int usage() {
+    std::fprintf(stderr,
+                 "usage: core-helper [--socket PATH] [--allow-uid UID] [--ready-fd FD] [--pid-file PATH]\n"
+                 "                   [--dns-command LINE] [--reindex-command LINE]\n");
+    return 2;
+}
+
+bool parseNumber(const char* text, long& value) {
+    char* end = nullptr;
+    value = std::strtol(text, &end, 10);
+    return end != text && *end == '\0' && value >= 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Core::HelperToolOptions options;
+    options.server.socketPath = platform::Layout::shared().helperSocketPath();
+    options.server.allowedUid = ::getuid();
+    options.server.service = Core::defaultMaintenanceCommands();
+    for (int i = 1; i < argc; ++i) {
+        std::string option = argv[i];
+        if (i + 1 >= argc) return usage();
+        const char* value = argv[++i];
+        long number = 0;
+        if (option == "--socket") {
+            options.server.socketPath = value;
+        } else if (option == "--allow-uid" && parseNumber(value, number)) {
+            options.server.allowedUid = static_cast<uid_t>(number);
+        } else if (option == "--ready-fd" && parseNumber(value, number)) {
+            options.readyFd = static_cast<int>(number);
+        } else if (option == "--pid-file") {
+            options.pidFile = value;
+        } else if (option == "--dns-command") {
+            options.server.service.clearDNSCacheCommand = value;
+        } else if (option == "--reindex-command") {
+            options.server.service.reindexSpotlightCommand = value;
+        } else {
+            return usage();
+        }
+    }
+    (void)kInfoPlist;
+    return Core::runHelperTool(options);
+}
