@@ -80,6 +80,19 @@ Image made(int status, VipsImage** out) {
     return Image::adopt(image);
 }
 
+// The library shows an EXIF text field as "V (V, ASCII, n components, n
+// bytes)". V itself may hold " (", so the split is where the text after it
+// repeats V; a field not in that shape is taken whole.
+std::string_view storedExifText(std::string_view shown) {
+    for (size_t open = shown.find(" ("); open != std::string_view::npos; open = shown.find(" (", open + 1)) {
+        std::string_view value = shown.substr(0, open);
+        std::string_view rest = shown.substr(open + 2);
+        if (rest.size() > value.size() && rest.substr(0, value.size()) == value && rest[value.size()] == ',')
+            return value;
+    }
+    return shown;
+}
+
 void* collectLoaderTypes(void* klass, void* a, void*) {
     auto* types = static_cast<std::unordered_set<std::string>*>(a);
     const char** suffixes = VIPS_FOREIGN_CLASS(klass)->suffs;
@@ -175,11 +188,7 @@ public:
             vips_error_clear();
             return std::nullopt;
         }
-        // The library writes "value (value, ASCII, n components, n bytes)";
-        // the stored text is what comes before the description.
-        std::string_view value = text;
-        if (size_t open = value.rfind(" ("); open != std::string_view::npos) value = value.substr(0, open);
-        return std::string(value);
+        return std::string(storedExifText(text));
     }
 };
 
