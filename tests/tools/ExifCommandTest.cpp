@@ -1,12 +1,14 @@
 // Runs the built console host on files the test writes and checks what it
 // prints. Skipped in builds without the tools (the sanitizer presets).
 #include "support/ExifBuilder.h"
-#include "support/RunSweeper.h"
+#include "support/Sweeper.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <cstdio>
+#include <filesystem>
 #include <string>
 
 namespace {

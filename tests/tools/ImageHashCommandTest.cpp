@@ -2,7 +2,7 @@
 // without the tools (the sanitizer presets).
 #include "support/ExifBuilder.h"
 #include "support/ImageBuilder.h"
-#include "support/RunSweeper.h"
+#include "support/Sweeper.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>

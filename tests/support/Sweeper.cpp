@@ -1,4 +1,4 @@
-#include "support/RunSweeper.h"
+#include "support/Sweeper.h"
 
 #include <sys/wait.h>
 
@@ -6,6 +6,7 @@
 #include <filesystem>
 
 namespace testing_support {
+
 namespace {
 
 std::string sweeperPath() { return std::string(CORE_BINARY_DIR) + "/tools/sweeper"; }
@@ -14,8 +15,9 @@ std::string sweeperPath() { return std::string(CORE_BINARY_DIR) + "/tools/sweepe
 
 bool sweeperBuilt() { return std::filesystem::exists(sweeperPath()); }
 
-SweeperRun runSweeper(const std::string& arguments) {
+SweeperRun runSweeper(const std::string& arguments, const std::string& workingDirectory) {
     std::string command = sweeperPath() + " " + arguments + " 2>/dev/null";
+    if (!workingDirectory.empty()) command = "cd '" + workingDirectory + "' && " + command;
     SweeperRun run{-1, {}};
     FILE* pipe = popen(command.c_str(), "r");
     if (pipe == nullptr) return run;
