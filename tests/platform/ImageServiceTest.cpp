@@ -40,14 +40,6 @@ TEST_F(ImageService, ExifOriginalDateComesBackAsStored) {
     }
 }
 
-TEST_F(ImageService, ExtensionsMapToTypesWithoutCase) {
-    auto& images = platform::ImageService::shared();
-    EXPECT_EQ(images.typeIdentifierForExtension("JPG"), "public.jpeg");
-    EXPECT_EQ(images.typeIdentifierForExtension("Heic"), "public.heic");
-    EXPECT_EQ(images.typeIdentifierForExtension("txt"), "");
-    EXPECT_EQ(images.typeIdentifierForExtension(""), "");
-}
-
 TEST_F(ImageService, ThumbnailsFromManyThreadsAgreeWithOneThread) {
     testing_support::TempDir dir;
     auto gradient = testing_support::horizontalGradient(90, 60);
