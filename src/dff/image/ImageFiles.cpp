@@ -1,0 +1,114 @@
+#include "dff/image/ImageFiles.h"
+
+#include "dff/image/ImageHash.h"
+
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <ctime>
+#include <stdexcept>
+
+namespace dff {
+namespace {
+
+platform::ImageService& images() { return platform::ImageService::shared(); }
+
+// The type identifier of an existing file, from its name; "" when the file
+// is missing or the name says nothing.
+std::string typeOfPath(const char* path) {
+    struct stat info;
+    if (path == nullptr || ::lstat(path, &info) != 0) return {};
+    std::string extension = platform::URL::fileURL(path).pathExtension();
+    return extension.empty() ? std::string() : images().typeIdentifierForExtension(extension);
+}
+
+// Reads `count` digits at `at` into `value`; false when any is not a digit.
+bool digits(std::string_view text, size_t at, size_t count, int& value) {
+    value = 0;
+    for (size_t i = at; i < at + count; ++i) {
+        if (text[i] < '0' || text[i] > '9') return false;
+        value = value * 10 + (text[i] - '0');
+    }
+    return true;
+}
+
+bool isLeapYear(int year) { return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0; }
+
+int daysInMonth(int year, int month) {
+    static constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    return month == 2 && isLeapYear(year) ? 29 : kDays[month - 1];
+}
+
+std::string formatSeconds(double seconds) {
+    char text[64];
+    std::snprintf(text, sizeof text, "%f", seconds);
+    return text;
+}
+
+}  // namespace
+
+bool isImage(const char* path) {
+    std::string type = typeOfPath(path);
+    return !type.empty() && images().decodableTypeIdentifiers().count(type) != 0;
+}
+
+platform::Image createImage(const platform::URL& url, int size) { return images().thumbnail(url.path(), size); }
+
+platform::Image createThumbnailImage(const char* path, int size) {
+    if (path == nullptr) return {};
+    return createImage(platform::URL::fileURL(path), size);
+}
+
+platform::Image convertToGrayscaleImage(const platform::Image& image, int width, int height) {
+    return images().grayStretch(image, width, height);
+}
+
+std::optional<std::vector<uint8_t>> createGrayscaleImage(const Path& path, int width, int height) {
+    platform::Image thumbnail = createImage(platform::URL::fileURL(path.str()), width);
+    if (!thumbnail) return std::nullopt;
+    auto pixels = images().pixels(convertToGrayscaleImage(thumbnail, width, height));
+    if (!pixels || pixels->size() != size_t(width) * size_t(height)) return std::nullopt;
+    return pixels;
+}
+
+std::string formatExifDate(std::string_view text) {
+    // Exactly "yyyy:MM:dd HH:mm:ss", each field in its range; anything else
+    // counts as the start of the epoch.
+    static constexpr std::string_view kShape = "dddd:dd:dd dd:dd:dd";
+    const std::string zero = formatSeconds(0.0);
+    if (text.size() != kShape.size()) return zero;
+    for (size_t i = 0; i < kShape.size(); ++i)
+        if (kShape[i] != 'd' && text[i] != kShape[i]) return zero;
+    int year, month, day, hour, minute, second;
+    if (!digits(text, 0, 4, year) || !digits(text, 5, 2, month) || !digits(text, 8, 2, day) ||
+        !digits(text, 11, 2, hour) || !digits(text, 14, 2, minute) || !digits(text, 17, 2, second))
+        return zero;
+    if (month < 1 || month > 12 || day < 1 || day > daysInMonth(year, month) || hour > 23 || minute > 59 ||
+        second > 59)
+        return zero;
+
+    std::tm local{};
+    local.tm_year = year - 1900;
+    local.tm_mon = month - 1;
+    local.tm_mday = day;
+    local.tm_hour = hour;
+    local.tm_min = minute;
+    local.tm_sec = second;
+    local.tm_isdst = -1;  // whichever offset the zone had on that day
+    return formatSeconds(double(std::mktime(&local)));
+}
+
+std::string getImageCreationDate(const Path& path) {
+    std::optional<std::string> text = images().exifDateTimeOriginal(path.str());
+    return text ? formatExifDate(*text) : std::string();
+}
+
+ImageHashValue hashImage(const Path& path) {
+    auto pixels = createGrayscaleImage(path, kHashWidth, kHashHeight);
+    if (!pixels) throw std::runtime_error("Failed to read image");
+    ImageHashValue value = hashValue(pixels->data(), kHashWidth, kHashHeight);
+    value.date = getImageCreationDate(path);
+    return value;
+}
+
+}  // namespace dff

@@ -1,0 +1,85 @@
+#pragma once
+// ImageService: the platform's image services, on libvips. It gives what the
+// duplicate engine needs to compare pictures: which uniform type identifiers
+// can be decoded, a small thumbnail made with shrink-on-load and turned by
+// the orientation tag, a gray stretch of that thumbnail into an exact W x H
+// buffer, and the EXIF original date text.
+//
+// Threading: every call may be made from any thread. libvips is started once
+// per process on first use (under std::call_once) and never shut down; its
+// operation cache is switched off, so a file that changes on disk is read
+// again. An `Image` may be passed between threads but not used by two at once.
+//
+//   auto& images = platform::ImageService::shared();
+//   platform::Image thumb = images.thumbnail("/photos/a.jpg", 18);
+//   if (thumb) auto pixels = images.pixels(images.grayStretch(thumb, 18, 16));
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+#include <vector>
+
+struct _VipsImage;
+
+namespace platform {
+
+// A decoded (possibly lazy) image, shared by reference. Empty when the
+// operation that made it failed.
+class Image {
+public:
+    Image() = default;
+    explicit operator bool() const { return _image != nullptr; }
+    // 0 for an empty image.
+    int width() const;
+    int height() const;
+    int bands() const;
+
+    // Takes over one reference of `image` (may be null).
+    static Image adopt(_VipsImage* image);
+    _VipsImage* get() const { return _image.get(); }
+
+private:
+    std::shared_ptr<_VipsImage> _image;
+};
+
+class ImageService {
+public:
+    virtual ~ImageService() = default;
+
+    // The process-wide libvips service.
+    static ImageService& shared();
+
+    // The uniform type identifiers ("public.jpeg", "public.png", ...) of the
+    // formats that the installed loaders read, made once and kept for the
+    // life of the process. Formats with no known identifier are left out.
+    virtual const std::unordered_set<std::string>& decodableTypeIdentifiers() = 0;
+
+    // The identifier for a file name extension without its dot, compared
+    // without case ("JPG" -> "public.jpeg"); "" when it names no known
+    // image format.
+    virtual std::string typeIdentifierForExtension(std::string_view extension) = 0;
+
+    // A thumbnail of the first page or frame of the file at `path`, at most
+    // `maxPixelSize` pixels on its longer side (never enlarged), turned as its
+    // orientation tag says. Decoding is lazy: the pixels are made when they
+    // are read. Empty when the file cannot be opened or is no image.
+    virtual Image thumbnail(const std::string& path, int maxPixelSize) = 0;
+
+    // `image` in one 8-bit gray band, alpha flattened onto black, stretched
+    // to exactly `width` x `height` whatever its aspect. Empty on failure
+    // (an empty input, sizes below 1).
+    virtual Image grayStretch(const Image& image, int width, int height) = 0;
+
+    // The pixels of an 8-bit image, row by row, bands interleaved. This is
+    // where a lazy image is decoded; nothing when decoding fails.
+    virtual std::optional<std::vector<uint8_t>> pixels(const Image& image) = 0;
+
+    // The EXIF DateTimeOriginal text of the file, as stored. Nothing when
+    // the file does not open as an image or has no such tag.
+    virtual std::optional<std::string> exifDateTimeOriginal(const std::string& path) = 0;
+};
+
+}  // namespace platform
