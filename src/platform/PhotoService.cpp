@@ -1,0 +1,36 @@
+#include "platform/PhotoService.h"
+
+#include <mutex>
+
+namespace platform {
+
+namespace {
+
+std::mutex serviceMutex;
+std::shared_ptr<PhotoService>& installedService() {
+    static std::shared_ptr<PhotoService> service = std::make_shared<PhotoService>();
+    return service;
+}
+
+}  // namespace
+
+// The defaults: this platform has no photo service and no preferences of the
+// photo application, so every question has the answer "none".
+std::optional<PlistValue> PhotoService::preferenceValue(const std::string&, const std::string&) { return std::nullopt; }
+std::optional<URL> PhotoService::resolveBookmark(const PlistValue::Data&) { return std::nullopt; }
+void PhotoService::enableMultiLibraryMode() {}
+std::shared_ptr<PhotoLibraryHandle> PhotoService::openLibrary(const URL&, int) { return nullptr; }
+// Denied: nothing may be done with photos here.
+int PhotoService::authorizationStatus(int) { return 2; }
+
+std::shared_ptr<PhotoService> PhotoService::shared() {
+    std::lock_guard lock(serviceMutex);
+    return installedService();
+}
+
+void PhotoService::setShared(std::shared_ptr<PhotoService> service) {
+    std::lock_guard lock(serviceMutex);
+    installedService() = service ? std::move(service) : std::make_shared<PhotoService>();
+}
+
+}  // namespace platform
