@@ -1,12 +1,11 @@
 // Runs the built console host on files the test writes and checks what it
 // prints. Skipped in builds without the tools (the sanitizer presets).
 #include "support/ExifBuilder.h"
+#include "support/Sweeper.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-
-#include <sys/wait.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -16,28 +15,14 @@ namespace {
 
 using testing_support::ExifBuilder;
 
-struct Outcome {
-    int status;
-    std::string out;
-};
+using Outcome = testing_support::SweeperRun;
 
-Outcome sweeper(const std::string& arguments) {
-    std::string command = std::string(CORE_BINARY_DIR) + "/tools/sweeper " + arguments + " 2>/dev/null";
-    Outcome run{-1, {}};
-    FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) return run;
-    char chunk[4096];
-    for (size_t n; (n = fread(chunk, 1, sizeof chunk, pipe)) > 0;) run.out.append(chunk, n);
-    int status = pclose(pipe);
-    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return run;
-}
+Outcome sweeper(const std::string& arguments) { return testing_support::runSweeper(arguments); }
 
 class ExifCommandTest : public testing::Test {
 protected:
     void SetUp() override {
-        if (!std::filesystem::exists(std::string(CORE_BINARY_DIR) + "/tools/sweeper"))
-            GTEST_SKIP() << "sweeper is not built here";
+        if (!testing_support::sweeperBuilt()) GTEST_SKIP() << "sweeper is not built here";
     }
     testing_support::TempDir dir;
 };

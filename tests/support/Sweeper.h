@@ -1,0 +1,20 @@
+#pragma once
+// Runs the built console host with arguments and collects its standard
+// output and exit status, for tests of its commands.
+
+#include <string>
+
+namespace testing_support {
+
+struct SweeperRun {
+    int status;       // the exit code; -1 when it did not exit normally
+    std::string out;  // standard output; standard error is dropped
+};
+
+// True when the console host is built in this tree (not in sanitizer builds).
+bool sweeperBuilt();
+// Runs "sweeper ARGUMENTS" through the shell (quote arguments as needed), in
+// `workingDirectory` when one is given.
+SweeperRun runSweeper(const std::string& arguments, const std::string& workingDirectory = "");
+
+}  // namespace testing_support
