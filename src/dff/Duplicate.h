@@ -182,21 +182,16 @@ private:
             rotateLeft(grandparent);
     }
 
-    // Both rotations keep the parent links and relink the node above.
-    void rotateLeft(Node* node) {
-        Node* pivot = node->right;
+    // Both rotations keep the parent links and relink the node above. A
+    // left rotation lifts the right child, a right rotation the left one.
+    void rotateLeft(Node* node) { rotate(node, &Node::right, &Node::left); }
+    void rotateRight(Node* node) { rotate(node, &Node::left, &Node::right); }
+    static void rotate(Node* node, Node* Node::*lifted, Node* Node::*other) {
+        Node* pivot = node->*lifted;
         replaceChild(node->parent, node, pivot);
-        node->right = pivot->left;
-        if (pivot->left) pivot->left->parent = node;
-        pivot->left = node;
-        node->parent = pivot;
-    }
-    void rotateRight(Node* node) {
-        Node* pivot = node->left;
-        replaceChild(node->parent, node, pivot);
-        node->left = pivot->right;
-        if (pivot->right) pivot->right->parent = node;
-        pivot->right = node;
+        node->*lifted = pivot->*other;
+        if (pivot->*other) (pivot->*other)->parent = node;
+        pivot->*other = node;
         node->parent = pivot;
     }
     static void replaceChild(Node* parent, Node* old, Node* replacement) {

@@ -28,6 +28,21 @@ struct DirCloser {
     void operator()(DIR* dir) const { ::closedir(dir); }
 };
 
+// Looks at a file or link without following it and takes it into `index`
+// when it is large enough; otherwise marks `directory`. True when taken.
+template <class T, class Index>
+bool takeSized(Directory* directory, Path path, long long minFileSize, Index& index) {
+    struct stat st {};
+    if (::lstat(path.cStr(), &st) != 0 || st.st_size < minFileSize) {
+        directory->unique = true;
+        return false;
+    }
+    auto item = make<T>(std::move(path), st.st_size, directory);
+    index.add(st.st_size, item.get());
+    directory->children.push_back(std::move(item));
+    return true;
+}
+
 bool isDSStore(const dirent* entry) { return std::strcmp(entry->d_name, ".DS_Store") == 0; }
 
 }  // namespace
@@ -122,18 +137,12 @@ std::shared_ptr<Directory> DuplicateFileFinder::scanFiles(const Path& root, Dupl
                 directory->unique = true;
                 return rootDirectory;
             }
-            struct stat st {};
             switch (internal::entryType(dir.get(), entry)) {
             case DT_LNK: {
+                // Links pass no filter but the size.
                 Path path = directory->path / entry->d_name;
                 notifyCurrentPath(path);
-                if (::lstat(path.cStr(), &st) != 0 || st.st_size < minFileSize) {
-                    directory->unique = true;
-                    break;
-                }
-                auto link = make<Symlink>(std::move(path), st.st_size, directory);
-                linksBySize.add(st.st_size, link.get());
-                directory->children.push_back(std::move(link));
+                takeSized<Symlink>(directory, std::move(path), minFileSize, linksBySize);
                 break;
             }
             case DT_REG: {
@@ -144,14 +153,7 @@ std::shared_ptr<Directory> DuplicateFileFinder::scanFiles(const Path& root, Dupl
                 }
                 Path path = directory->path / entry->d_name;
                 notifyCurrentPath(path);
-                if (::lstat(path.cStr(), &st) != 0 || st.st_size < minFileSize) {
-                    directory->unique = true;
-                    break;
-                }
-                auto file = make<File>(std::move(path), st.st_size, directory);
-                filesBySize.add(st.st_size, file.get());
-                directory->children.push_back(std::move(file));
-                ++count;
+                if (takeSized<File>(directory, std::move(path), minFileSize, filesBySize)) ++count;
                 break;
             }
             case DT_DIR: {

@@ -1,13 +1,13 @@
 #include "platform/FileTypes.h"
 
 #include "platform/Strings.h"
+#include "platform/internal/Installed.h"
 
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <mutex>
 #include <utility>
 
 namespace platform {
@@ -139,9 +139,8 @@ std::optional<std::string> readHead(const std::string& path) {
     return std::string(head, count);
 }
 
-std::mutex indexMutex;
-std::shared_ptr<PackageIndex>& installedIndex() {
-    static std::shared_ptr<PackageIndex> index = std::make_shared<PackageIndex>();
+internal::Installed<PackageIndex>& installedIndex() {
+    static internal::Installed<PackageIndex> index;
     return index;
 }
 
@@ -210,14 +209,7 @@ bool isPackage(const std::string& path) {
 
 IndexedSizes PackageIndex::sizes(const std::string&) const { return {}; }
 
-std::shared_ptr<PackageIndex> PackageIndex::shared() {
-    std::lock_guard lock(indexMutex);
-    return installedIndex();
-}
-
-void PackageIndex::setShared(std::shared_ptr<PackageIndex> index) {
-    std::lock_guard lock(indexMutex);
-    installedIndex() = index ? std::move(index) : std::make_shared<PackageIndex>();
-}
+std::shared_ptr<PackageIndex> PackageIndex::shared() { return installedIndex().get(); }
+void PackageIndex::setShared(std::shared_ptr<PackageIndex> index) { installedIndex().set(std::move(index)); }
 
 }  // namespace platform

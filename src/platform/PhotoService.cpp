@@ -1,14 +1,13 @@
 #include "platform/PhotoService.h"
 
-#include <mutex>
+#include "platform/internal/Installed.h"
 
 namespace platform {
 
 namespace {
 
-std::mutex serviceMutex;
-std::shared_ptr<PhotoService>& installedService() {
-    static std::shared_ptr<PhotoService> service = std::make_shared<PhotoService>();
+internal::Installed<PhotoService>& installedService() {
+    static internal::Installed<PhotoService> service;
     return service;
 }
 
@@ -23,14 +22,7 @@ std::shared_ptr<PhotoLibraryHandle> PhotoService::openLibrary(const URL&, int) {
 // Denied: nothing may be done with photos here.
 int PhotoService::authorizationStatus(int) { return 2; }
 
-std::shared_ptr<PhotoService> PhotoService::shared() {
-    std::lock_guard lock(serviceMutex);
-    return installedService();
-}
-
-void PhotoService::setShared(std::shared_ptr<PhotoService> service) {
-    std::lock_guard lock(serviceMutex);
-    installedService() = service ? std::move(service) : std::make_shared<PhotoService>();
-}
+std::shared_ptr<PhotoService> PhotoService::shared() { return installedService().get(); }
+void PhotoService::setShared(std::shared_ptr<PhotoService> service) { installedService().set(std::move(service)); }
 
 }  // namespace platform

@@ -175,24 +175,22 @@ std::optional<PlistValue> readPropertyListFile(const std::string& path) {
     return parsePropertyList(bytes);
 }
 
-std::string toXmlPropertyList(const PlistValue& value) {
-    PlistPtr node(toNode(value));
-    char* text = nullptr;
-    uint32_t length = 0;
-    plist_to_xml(node.get(), &text, &length);
-    std::string out(text ? text : "", text ? length : 0);
-    plist_to_xml_free(text);
-    return out;
-}
+namespace {
 
-std::string toBinaryPropertyList(const PlistValue& value) {
+std::string serialize(const PlistValue& value, void (*write)(plist_t, char**, uint32_t*), void (*release)(char*)) {
     PlistPtr node(toNode(value));
     char* bytes = nullptr;
     uint32_t length = 0;
-    plist_to_bin(node.get(), &bytes, &length);
+    write(node.get(), &bytes, &length);
     std::string out(bytes ? bytes : "", bytes ? length : 0);
-    plist_to_bin_free(bytes);
+    release(bytes);
     return out;
 }
+
+}  // namespace
+
+std::string toXmlPropertyList(const PlistValue& value) { return serialize(value, plist_to_xml, plist_to_xml_free); }
+
+std::string toBinaryPropertyList(const PlistValue& value) { return serialize(value, plist_to_bin, plist_to_bin_free); }
 
 }  // namespace platform
