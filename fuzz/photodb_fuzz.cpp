@@ -5,23 +5,32 @@
 #include "dff/PhotoLibraryReader.h"
 
 #include <stdlib.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <stdexcept>
 #include <string>
 
 namespace {
 
+std::string temporaryFolder;
+
+void removeLibrary() {
+    std::error_code ec;
+    std::filesystem::remove_all(temporaryFolder, ec);
+}
+
 const std::string& libraryFolder() {
     static const std::string folder = [] {
         char templ[] = "/tmp/photodb-fuzz-XXXXXX";
-        std::string dir = mkdtemp(templ) ? templ : "/tmp";
-        std::string library = dir + "/Fuzz.photoslibrary";
-        ::mkdir(library.c_str(), 0700);
-        ::mkdir((library + "/database").c_str(), 0700);
+        if (!mkdtemp(templ)) __builtin_trap();
+        temporaryFolder = templ;
+        std::atexit(removeLibrary);
+        std::string library = temporaryFolder + "/Fuzz.photoslibrary";
+        std::filesystem::create_directories(library + "/database");
         return library;
     }();
     return folder;

@@ -50,9 +50,9 @@ std::optional<PlistValue> fromNode(plist_t node, int depth) {
         return PlistValue(v);
     }
     case PLIST_STRING: {
-        char* text = nullptr;
-        plist_get_string_val(node, &text);
-        return PlistValue(takeString(text));
+        uint64_t length = 0;
+        const char* text = plist_get_string_ptr(node, &length);
+        return PlistValue(std::string(text ? text : "", text ? length : 0));
     }
     case PLIST_DATA: {
         char* bytes = nullptr;
@@ -142,6 +142,60 @@ plist_t toNode(const PlistValue& value) {
     return plist_new_dict();
 }
 
+uint64_t bigEndian(const unsigned char* bytes, size_t count) {
+    uint64_t value = 0;
+    for (size_t i = 0; i < count; ++i) value = value << 8 | bytes[i];
+    return value;
+}
+
+// The parser aborts on strings that hold a NUL character when their text is
+// read, so such documents are refused before they reach it. In the binary
+// form every string object of the offset table is looked at; what does not
+// fit the file is left to the parser, which refuses it.
+bool holdsNulInString(std::string_view doc) {
+    if (doc.substr(0, 6) != "bplist") {
+        // XML: a character reference to NUL ("&#0;", "&#x00;", ...).
+        for (size_t at = doc.find("&#"); at != std::string_view::npos; at = doc.find("&#", at + 2)) {
+            size_t i = at + 2;
+            if (i < doc.size() && (doc[i] == 'x' || doc[i] == 'X')) ++i;
+            size_t digits = i;
+            while (i < doc.size() && doc[i] == '0') ++i;
+            if (i > digits && i < doc.size() && doc[i] == ';') return true;
+        }
+        return false;
+    }
+    if (doc.size() < 8 + 32) return false;
+    auto bytes = reinterpret_cast<const unsigned char*>(doc.data());
+    const unsigned char* trailer = bytes + doc.size() - 32;
+    size_t offsetSize = trailer[6];
+    uint64_t objects = bigEndian(trailer + 8, 8), tableAt = bigEndian(trailer + 24, 8);
+    if (offsetSize == 0 || offsetSize > 8 || tableAt >= doc.size() ||
+        objects > (doc.size() - tableAt) / offsetSize)
+        return false;
+    for (uint64_t n = 0; n < objects; ++n) {
+        uint64_t at = bigEndian(bytes + tableAt + n * offsetSize, offsetSize);
+        if (at >= doc.size()) continue;
+        unsigned marker = bytes[at] >> 4;
+        if (marker != 0x5 && marker != 0x6) continue;  // ASCII and UTF-16 strings
+        uint64_t length = bytes[at] & 0x0F;
+        uint64_t start = at + 1;
+        if (length == 0x0F) {
+            if (start >= doc.size() || (bytes[start] >> 4) != 0x1) continue;
+            size_t width = size_t(1) << (bytes[start] & 0x0F);
+            if (width > 8 || start + 1 + width > doc.size()) continue;
+            length = bigEndian(bytes + start + 1, width);
+            start += 1 + width;
+        }
+        size_t unit = marker == 0x6 ? 2 : 1;
+        if (length > (doc.size() - start) / unit) continue;
+        for (uint64_t i = 0; i < length; ++i) {
+            const unsigned char* c = bytes + start + i * unit;
+            if (c[0] == 0 && (unit == 1 || c[1] == 0)) return true;
+        }
+    }
+    return false;
+}
+
 }  // namespace
 
 std::optional<double> PlistValue::number() const {
@@ -161,6 +215,7 @@ const PlistValue* PlistValue::find(std::string_view key) const {
 
 std::optional<PlistValue> parsePropertyList(std::string_view bytes) {
     if (bytes.empty() || bytes.size() > std::numeric_limits<uint32_t>::max()) return std::nullopt;
+    if (holdsNulInString(bytes)) return std::nullopt;
     plist_t root = nullptr;
     plist_from_memory(bytes.data(), static_cast<uint32_t>(bytes.size()), &root);
     PlistPtr owner(root);

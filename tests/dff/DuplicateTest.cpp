@@ -94,18 +94,6 @@ TEST(Duplicate, ValuesUnderOneKeyKeepArrivalOrderAndChangeNoShape) {
     for (int i = 0; i <= 100; ++i) EXPECT_EQ(it->values[size_t(i)], i);
 }
 
-TEST(Duplicate, SecondValueMakesACandidate) {
-    Index index;
-    index.add(7, 1);
-    ASSERT_NE(index.root, nullptr);
-    EXPECT_EQ(index.root->color, Index::kBlack);
-    EXPECT_EQ(index.root->values.size(), 1u);
-    index.add(7, 2);
-    EXPECT_EQ(index.root->values.size(), 2u);
-    EXPECT_EQ(index.root->left, nullptr);
-    EXPECT_EQ(index.root->right, nullptr);
-}
-
 TEST(Duplicate, EmptyTreeBeginsAtTheEnd) {
     Index index;
     EXPECT_TRUE(index.begin().atEnd());
@@ -150,18 +138,6 @@ TEST(Duplicate, KeysThatAreNeitherLessNorGreaterShareANode) {
         }
     }
     EXPECT_EQ(nodes, 2);
-}
-
-TEST(Duplicate, MovedIndexOwnsTheNodes) {
-    Index a;
-    for (long long key = 0; key < 10; ++key) a.add(key, 0);
-    Index b(std::move(a));
-    EXPECT_EQ(a.root, nullptr);
-    EXPECT_EQ(walkKeys(b).size(), 10u);
-    Index c;
-    c.add(99, 0);
-    c = std::move(b);
-    EXPECT_EQ(walkKeys(c).size(), 10u);
 }
 
 }  // namespace

@@ -191,12 +191,10 @@ TEST_F(PhotoLibraryReader, TruncatedDatabaseNeverCrashes) {
 TEST(PhotoLibraryHelpers, ModelVersionReadsNumbersOnly) {
     TempDir dir;
     int files = 0;
-    auto modelOf = [&](std::optional<std::string> raw, std::optional<long long> model, bool binary) {
+    auto modelOf = [&](const platform::PlistValue& metadata) {
         std::string file = dir / ("m" + std::to_string(files++) + ".sqlite");
         NewLibrary content;
-        content.rawPlist = std::move(raw);
-        content.modelVersion = model;
-        content.binaryPlist = binary;
+        content.rawPlist = platform::toXmlPropertyList(metadata);
         writeNewDatabase(file, content);
         sqlite3* db = nullptr;
         EXPECT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
@@ -206,17 +204,12 @@ TEST(PhotoLibraryHelpers, ModelVersionReadsNumbersOnly) {
         sqlite3_close(db);
         return version;
     };
-    EXPECT_EQ(modelOf(std::nullopt, 15331, true), 15331);
-    EXPECT_EQ(modelOf(std::nullopt, 13100, false), 13100);
-    EXPECT_EQ(modelOf(std::nullopt, std::nullopt, true), 0);
-    EXPECT_EQ(modelOf(platform::toXmlPropertyList(platform::PlistValue::Dictionary{{"PLModelVersion", "13000"}}),
-                      std::nullopt, true),
-              0)
-        << "a string is no number";
-    EXPECT_EQ(modelOf(platform::toXmlPropertyList(platform::PlistValue::Dictionary{{"PLModelVersion", 13500.7}}),
-                      std::nullopt, true),
-              13500);
-    EXPECT_EQ(modelOf(platform::toXmlPropertyList(platform::PlistValue::Array{13000}), std::nullopt, true), 0);
+    using V = platform::PlistValue;
+    EXPECT_EQ(modelOf(V::Dictionary{{"PLModelVersion", 13500.7}}), 13500);
+    EXPECT_EQ(modelOf(V::Dictionary{{"PLModelVersion", "13000"}}), 0) << "a string is no number";
+    EXPECT_EQ(modelOf(V::Dictionary{{"PLModelVersion", int64_t(1) << 40}}), 0) << "out of 32-bit range";
+    EXPECT_EQ(modelOf(V::Dictionary{{"Other", 13000}}), 0);
+    EXPECT_EQ(modelOf(V::Array{13000}), 0);
 }
 
 // A photo service that knows one library and one preference.

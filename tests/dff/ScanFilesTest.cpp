@@ -279,18 +279,6 @@ TEST(WithExtension, MatchesCaseFoldedEndsOfLongerNames) {
     EXPECT_TRUE(finder.exclude(&entry));
 }
 
-TEST(SpecialDirectory, OnlyDotAndDotDot) {
-    dirent entry{};
-    for (const char* name : {".", ".."}) {
-        std::strcpy(entry.d_name, name);
-        EXPECT_TRUE(dff::specialDirectory(&entry)) << name;
-    }
-    for (const char* name : {"...", ".a", "a", "..a"}) {
-        std::strcpy(entry.d_name, name);
-        EXPECT_FALSE(dff::specialDirectory(&entry)) << name;
-    }
-}
-
 TEST(FileModel, TypeIdsAndTypes) {
     TempDir dir;
     writeFile(dir / "a.jpeg", "x");
