@@ -1,0 +1,225 @@
+#include "dff/DuplicateFileFinder.h"
+
+#include "dff/PhotoLibraryReader.h"
+#include "dff/internal/EntryType.h"
+#include "platform/FileTypes.h"
+
+#include <strings.h>
+#include <sys/stat.h>
+
+#include <cstring>
+#include <stdexcept>
+
+namespace dff {
+
+namespace {
+
+// Path reports are limited to one per 0.04 s of processor time, counted in
+// clock() ticks taken as microseconds.
+constexpr long long kReportInterval = 40000;
+
+long long processorClock() { return static_cast<long long>(std::clock()); }
+
+long long (*reportClock)() = processorClock;
+// One value for the whole process, as the limit is for the user's eyes.
+long long lastReport = 0;
+
+struct DirCloser {
+    void operator()(DIR* dir) const { ::closedir(dir); }
+};
+
+// Looks at a file or link without following it and takes it into `index`
+// when it is large enough; otherwise marks `directory`. True when taken.
+template <class T, class Index>
+bool takeSized(Directory* directory, Path path, long long minFileSize, Index& index) {
+    struct stat st {};
+    if (::lstat(path.cStr(), &st) != 0 || st.st_size < minFileSize) {
+        directory->unique = true;
+        return false;
+    }
+    auto item = make<T>(std::move(path), st.st_size, directory);
+    index.add(st.st_size, item.get());
+    directory->children.push_back(std::move(item));
+    return true;
+}
+
+bool isDSStore(const dirent* entry) { return std::strcmp(entry->d_name, ".DS_Store") == 0; }
+
+}  // namespace
+
+bool specialDirectory(const dirent* entry) {
+    const char* name = entry->d_name;
+    return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
+}
+
+long long packageFileSize(const Path& path) {
+    platform::IndexedSizes sizes = platform::PackageIndex::shared()->sizes(path.str());
+    // An index that counts no more bytes than nodes has not really sized
+    // the package.
+    if (sizes.size && sizes.nodeCount && *sizes.size > *sizes.nodeCount) return *sizes.size;
+    return 0;
+}
+
+DuplicateFileFinder::DuplicateFileFinder(ProgressCallback onProgress, PathCallback onCurrentPath)
+    : onProgress(std::move(onProgress)), onCurrentPath(std::move(onCurrentPath)) {}
+
+void DuplicateFileFinder::releaseFiles() {
+    directories.clear();
+    libraries.clear();
+}
+
+void DuplicateFileFinder::notifyCurrentPath(const Path& path) {
+    long long now = reportClock();
+    if (now - lastReport < kReportInterval) return;
+    lastReport = now;
+    onCurrentPath(path);
+}
+
+void DuplicateFileFinder::setProcessorClockForTesting(long long (*clock)()) {
+    reportClock = clock ? clock : processorClock;
+    lastReport = 0;
+}
+
+bool DuplicateFileFinder::withExtension(const char* name, size_t length, const char* extension) {
+    size_t extensionLength = std::strlen(extension);
+    if (extensionLength >= length) return false;
+    return ::strncasecmp(name + length - extensionLength, extension, extensionLength) == 0;
+}
+
+bool DuplicateFileFinder::withExtension(const dirent* entry, const char* extension) {
+    return withExtension(entry->d_name, std::strlen(entry->d_name), extension);
+}
+
+bool DuplicateFileFinder::withExtension(const Path& path, const char* extension) {
+    return withExtension(path.cStr(), path.length(), extension);
+}
+
+bool DuplicateFileFinder::exclude(const dirent* entry) const {
+    for (const auto& extension : excludeExtensions)
+        if (withExtension(entry, extension.c_str())) return true;
+    return false;
+}
+
+bool DuplicateFileFinder::exclude(const Path& path) const {
+    for (const auto& excluded : excludePaths)
+        if (excluded.length() == path.length() && ::strncasecmp(excluded.cStr(), path.cStr(), path.length()) == 0)
+            return true;
+    return false;
+}
+
+bool DuplicateFileFinder::isPackage(const char* path) {
+    return path != nullptr && platform::isPackage(path);
+}
+
+std::shared_ptr<Directory> DuplicateFileFinder::scanFiles(const Path& root, Duplicate<long long, File*>& filesBySize,
+                                                          Duplicate<long long, Symlink*>& linksBySize,
+                                                          Duplicate<long long, Package*>& packagesBySize,
+                                                          std::deque<Package*>& unknownSizePackages, int& count) {
+    auto rootDirectory = make<Directory>(root, nullptr);
+    if (stopped) return rootDirectory;
+
+    std::deque<Directory*> stack{rootDirectory.get()};
+    const bool hiddenFolders = includeHiddenFolders;
+    while (!stack.empty()) {
+        Directory* directory = stack.back();
+        stack.pop_back();
+        if (stopped) {
+            directory->unique = true;
+            return rootDirectory;
+        }
+        std::unique_ptr<DIR, DirCloser> dir(::opendir(directory->path.cStr()));
+        if (!dir) {
+            directory->unique = true;
+            continue;
+        }
+        while (const dirent* entry = ::readdir(dir.get())) {
+            if (stopped) {
+                directory->unique = true;
+                return rootDirectory;
+            }
+            switch (internal::entryType(dir.get(), entry)) {
+            case DT_LNK: {
+                // Links pass no filter but the size.
+                Path path = directory->path / entry->d_name;
+                notifyCurrentPath(path);
+                takeSized<Symlink>(directory, std::move(path), minFileSize, linksBySize);
+                break;
+            }
+            case DT_REG: {
+                if (isDSStore(entry)) break;
+                if (exclude(entry)) {
+                    directory->unique = true;
+                    break;
+                }
+                Path path = directory->path / entry->d_name;
+                notifyCurrentPath(path);
+                if (takeSized<File>(directory, std::move(path), minFileSize, filesBySize)) ++count;
+                break;
+            }
+            case DT_DIR: {
+                if (specialDirectory(entry)) break;
+                Path path = directory->path / entry->d_name;
+                notifyCurrentPath(path);
+                if (!isPackage(path.cStr())) {
+                    if (!hiddenFolders && entry->d_name[0] == '.') {
+                        directory->unique = true;
+                    } else if (exclude(path)) {
+                        directory->unique = true;
+                    } else {
+                        auto child = make<Directory>(std::move(path), directory);
+                        stack.push_back(child.get());
+                        directory->children.push_back(std::move(child));
+                    }
+                    break;
+                }
+                if (exclude(entry)) {
+                    directory->unique = true;
+                    break;
+                }
+                long long size = packageFileSize(path);
+                if (size != 0 && size < minFileSize) {
+                    directory->unique = true;
+                    break;
+                }
+                auto package = make<Package>(std::move(path), directory);
+                if (size != 0)
+                    packagesBySize.add(size, package.get());
+                else
+                    unknownSizePackages.push_back(package.get());
+                directory->children.push_back(std::move(package));
+                break;
+            }
+            default:
+                directory->unique = true;
+                break;
+            }
+        }
+    }
+    return rootDirectory;
+}
+
+std::shared_ptr<PhotoLibrary> DuplicateFileFinder::scanPhotoLibrary(const Path& path,
+                                                                    Duplicate<long long, File*>& filesBySize,
+                                                                    Duplicate<long long, Package*>& packagesBySize,
+                                                                    std::deque<Package*>& unknownSizePackages,
+                                                                    int& count) {
+    long long size = packageFileSize(path);
+    if (size != 0 && size < minFileSize) return nullptr;
+    auto library = make<PhotoLibrary>(path, nullptr);
+    if (size != 0)
+        packagesBySize.add(size, library.get());
+    else
+        unknownSizePackages.push_back(library.get());
+    try {
+        PhotoLibraryReader::readPhotos(*library);
+    } catch (const std::runtime_error&) {
+        // A library whose database can't be read still takes part as a package.
+    }
+    for (Photo& photo : library->photos) {
+        filesBySize.add(photo.size, &photo);
+        ++count;
+    }
+    return library;
+}
+
+}  // namespace dff

@@ -1,0 +1,110 @@
+#pragma once
+// dff::DuplicateFileFinder: the duplicate engine's search. This header holds
+// its settings, its limited path report and the walk that builds the object
+// model for one root: `scanFiles` for a folder, `scanPhotoLibrary` for a
+// photo library, and the filters they apply.
+//
+// Walk marks: whatever the walk leaves out of its lists, other than "." and
+// "..", and ".DS_Store", marks the directory that holds it `unique`, since
+// such a directory can't be proved a duplicate.
+//
+// Threading: the finder runs on one thread. stop() may be called from any
+// other; the walk notices it between entries. Two finders must not run at
+// once: they share the readers' buffers and the time of the last path report.
+//
+//   dff::DuplicateFileFinder finder([](double) {}, [](const dff::Path& p) { show(p); });
+//   finder.paths = {dff::Path("/Users/a/Pictures")};
+//   finder.minFileSize = 1;
+
+#include "dff/Duplicate.h"
+#include "dff/File.h"
+#include "dff/PhotoLibrary.h"
+
+#include <dirent.h>
+
+#include <atomic>
+#include <ctime>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace dff {
+
+// True for the entries "." and "..".
+bool specialDirectory(const dirent* entry);
+// The size the metadata index gives for a package, or 0 when it is not
+// known: the size counts only when it is greater than the index's node count.
+long long packageFileSize(const Path& path);
+
+class DuplicateFileFinder {
+public:
+    using ProgressCallback = std::function<void(double)>;
+    using PathCallback = std::function<void(const Path&)>;
+
+    // Both callbacks must be set; they are called on the thread of the search.
+    DuplicateFileFinder(ProgressCallback onProgress, PathCallback onCurrentPath);
+
+    // Asks the running search to end; safe from any thread.
+    void stop() { stopped = true; }
+    // Drops the roots and libraries, freeing the whole model. Pointers from
+    // a search are invalid afterwards.
+    void releaseFiles();
+    // Hands `path` to onCurrentPath, unless less than 0.04 s of processor
+    // time passed since the last report of any finder.
+    void notifyCurrentPath(const Path& path);
+
+    // True when `extension` (as given: a caller that wants a dot gives it) is
+    // strictly shorter than the name and ends it, case folded in ASCII.
+    static bool withExtension(const char* name, size_t length, const char* extension);
+    static bool withExtension(const dirent* entry, const char* extension);
+    static bool withExtension(const Path& path, const char* extension);
+    // True when the entry's name ends in one of excludeExtensions.
+    bool exclude(const dirent* entry) const;
+    // True when the path equals one of excludePaths, case folded in ASCII.
+    bool exclude(const Path& path) const;
+    // True when `path` is a folder the platform shows as one item; false on
+    // any failure.
+    static bool isPackage(const char* path);
+
+    // The processor clock that limits path reports, in microseconds. Tests
+    // replace it (null restores clock()); set it before a search runs.
+    static void setProcessorClockForTesting(long long (*clock)());
+
+    // Settings, written by the owner before a search.
+    std::vector<Path> paths;
+    std::vector<Path> excludePaths;
+    std::vector<std::string> excludeExtensions;
+    bool includeHiddenFolders = false;
+    long long minFileSize = 0;
+
+    ProgressCallback onProgress;
+    PathCallback onCurrentPath;
+
+    // What the searches found, owned until releaseFiles().
+    std::vector<std::shared_ptr<Directory>> directories;
+    std::vector<std::shared_ptr<Package>> libraries;
+
+    std::atomic<bool> stopped{false};
+
+protected:
+    // Walks the folder `root` into a tree of objects and gives its root
+    // Directory. Regular files (and counts them in `count`), links and
+    // packages of known size go to their index by size; packages the index
+    // knows no size of go to `unknownSizePackages`. Never throws for what
+    // it can't read: that is left out and marks its directory.
+    std::shared_ptr<Directory> scanFiles(const Path& root, Duplicate<long long, File*>& filesBySize,
+                                         Duplicate<long long, Symlink*>& linksBySize,
+                                         Duplicate<long long, Package*>& packagesBySize,
+                                         std::deque<Package*>& unknownSizePackages, int& count);
+    // Reads a photo library: the library goes in as a package, each of its
+    // photos as a file. Gives null when the library is known to be smaller
+    // than minFileSize. A database that can't be read leaves the library
+    // without photos.
+    std::shared_ptr<PhotoLibrary> scanPhotoLibrary(const Path& path, Duplicate<long long, File*>& filesBySize,
+                                                   Duplicate<long long, Package*>& packagesBySize,
+                                                   std::deque<Package*>& unknownSizePackages, int& count);
+};
+
+}  // namespace dff

@@ -1,0 +1,184 @@
+#include "dff/PhotoLibraryReader.h"
+
+#include "platform/Layout.h"
+#include "platform/PropertyList.h"
+
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+#include <climits>
+#include <cmath>
+#include <stdexcept>
+#include <string_view>
+
+namespace dff {
+
+namespace {
+
+constexpr int kFirstSecondKindVersion = 4026;
+
+// Runs `sql`, handing each row to `row`; a statement that does not prepare
+// gives no rows, and a step that fails ends the rows. The statement is
+// finalized on every path.
+template <class Row>
+void eachRow(sqlite3* db, sqlite3_stmt*& statement, const char* sql, Row&& row) {
+    statement = nullptr;
+    if (sqlite3_prepare_v2(db, sql, -1, &statement, nullptr) != SQLITE_OK || !statement) {
+        sqlite3_finalize(statement);
+        statement = nullptr;
+        return;
+    }
+    struct Finalizer {
+        sqlite3_stmt*& statement;
+        ~Finalizer() {
+            sqlite3_finalize(statement);
+            statement = nullptr;
+        }
+    } finalizer{statement};
+    while (sqlite3_step(statement) == SQLITE_ROW)
+        if (!row(statement)) break;
+}
+
+bool isNull(sqlite3_stmt* statement, int column) { return sqlite3_column_type(statement, column) == SQLITE_NULL; }
+
+// Opened read-only: the library belongs to the photo application, and a
+// missing database must not be created.
+sqlite3* openDatabase(const Path& path) {
+    sqlite3* db = nullptr;
+    if (sqlite3_open_v2(path.cStr(), &db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK) {
+        sqlite3_close(db);
+        throw std::runtime_error("Failed to open DB");
+    }
+    return db;
+}
+
+struct DatabaseCloser {
+    sqlite3*& db;
+    ~DatabaseCloser() {
+        sqlite3_close(db);
+        db = nullptr;
+    }
+};
+
+int toInt32(double number) {
+    if (!std::isfinite(number) || number >= 2147483648.0 || number < -2147483648.0) return 0;
+    return static_cast<int>(number);
+}
+
+}  // namespace
+
+std::string sqlite3_column_string(sqlite3_stmt* statement, int column) {
+    const unsigned char* text = sqlite3_column_text(statement, column);
+    if (!text) return {};
+    return std::string(reinterpret_cast<const char*>(text), static_cast<size_t>(sqlite3_column_bytes(statement, column)));
+}
+
+void PhotoLibraryReader::readPhotos(PhotoLibrary& library) {
+    sqlite3* db = openDatabase(library.path / "database/photos.db");
+    DatabaseCloser closer{db};
+    sqlite3_stmt* statement = nullptr;
+    if (databaseVersion(db, statement) < kFirstSecondKindVersion) {
+        readDatabase4(library, db, statement);
+        return;
+    }
+    sqlite3_close(db);
+    db = nullptr;
+    db = openDatabase(library.path / "database/Photos.sqlite");
+    readDatabase5(library, db, statement);
+}
+
+int PhotoLibraryReader::databaseVersion(sqlite3* db, sqlite3_stmt*& statement) {
+    int version = 0;
+    eachRow(db, statement, "SELECT value from LiGlobals where LiGlobals.keyPath is 'libraryVersion'",
+            [&](sqlite3_stmt* row) {
+                version = sqlite3_column_int(row, 0);
+                return false;
+            });
+    return version;
+}
+
+std::map<int, std::string> PhotoLibraryReader::database4Volumes(sqlite3* db, sqlite3_stmt*& statement) {
+    std::map<int, std::string> volumes;
+    eachRow(db, statement, "select RKVolume.modelId, RKVolume.name from RKVolume", [&](sqlite3_stmt* row) {
+        if (!isNull(row, 1)) volumes[sqlite3_column_int(row, 0)] = sqlite3_column_string(row, 1);
+        return true;
+    });
+    return volumes;
+}
+
+void PhotoLibraryReader::readDatabase4(PhotoLibrary& library, sqlite3* db, sqlite3_stmt*& statement) {
+    const Path masters = library.path / "Masters";
+    const std::map<int, std::string> volumes = database4Volumes(db, statement);
+    const Path volumesRoot(platform::Layout::shared().systemPath("/Volumes"));
+    eachRow(db, statement,
+            "SELECT RKVersion.uuid, RKMaster.volumeId, RKMaster.imagePath, RKMaster.fileSize, RKVersion.isInTrash "
+            "FROM RKVersion, RKMaster WHERE RKVersion.masterUuid = RKMaster.uuid",
+            [&](sqlite3_stmt* row) {
+                if (sqlite3_column_int(row, 4) == 1) return true;
+                if (isNull(row, 0) || isNull(row, 2)) return true;
+                std::string imagePath = sqlite3_column_string(row, 2);
+                Path path;
+                if (isNull(row, 1)) {
+                    // Managed: the file lies inside the library.
+                    path = masters / imagePath;
+                } else {
+                    // Referenced: the file lies on a volume of its own.
+                    auto volume = volumes.find(sqlite3_column_int(row, 1));
+                    if (volume == volumes.end()) return true;
+                    path = volumesRoot / volume->second / imagePath;
+                }
+                library.photos.emplace_back(sqlite3_column_string(row, 0), std::move(path),
+                                            sqlite3_column_int64(row, 3), &library);
+                return true;
+            });
+}
+
+int PhotoLibraryReader::database5ModelVersion(sqlite3* db, sqlite3_stmt*& statement) {
+    int version = 0;
+    eachRow(db, statement, "SELECT MAX(Z_VERSION), Z_PLIST FROM Z_METADATA", [&](sqlite3_stmt* row) {
+        const void* blob = sqlite3_column_blob(row, 1);
+        int length = sqlite3_column_bytes(row, 1);
+        if (!blob || length <= 0) return false;
+        auto plist = platform::parsePropertyList(std::string_view(static_cast<const char*>(blob), size_t(length)));
+        if (!plist) return false;
+        if (const auto* value = plist->find("PLModelVersion"))
+            if (auto number = value->number()) version = toInt32(*number);
+        return false;
+    });
+    return version;
+}
+
+void PhotoLibraryReader::readDatabase5(PhotoLibrary& library, sqlite3*& db, sqlite3_stmt*& statement) {
+    const Path originals = library.path / "originals";
+    const Path cloudShared = library.path / "resources/cloudsharing/data";
+    int model = database5ModelVersion(db, statement);
+    const char* sql =
+        model >= 13000 && model <= 13999
+            ? "SELECT ZGENERICASSET.ZUUID, ZGENERICASSET.ZDIRECTORY, ZGENERICASSET.ZFILENAME, "
+              "ZGENERICASSET.ZCLOUDBATCHPUBLISHDATE, ZGENERICASSET.ZTRASHEDSTATE FROM ZGENERICASSET JOIN "
+              "ZADDITIONALASSETATTRIBUTES ON ZADDITIONALASSETATTRIBUTES.ZASSET = ZGENERICASSET.Z_PK ORDER BY "
+              "ZGENERICASSET.ZUUID"
+            : "SELECT ZASSET.ZUUID, ZASSET.ZDIRECTORY, ZASSET.ZFILENAME, ZASSET.ZCLOUDBATCHPUBLISHDATE, "
+              "ZASSET.ZTRASHEDSTATE FROM ZASSET JOIN ZADDITIONALASSETATTRIBUTES ON "
+              "ZADDITIONALASSETATTRIBUTES.ZASSET = ZASSET.Z_PK ORDER BY ZASSET.ZUUID";
+    eachRow(db, statement, sql, [&](sqlite3_stmt* row) {
+        if (sqlite3_column_int(row, 4) == 1) return true;
+        if (isNull(row, 0) || isNull(row, 1) || isNull(row, 2)) return true;
+        std::string directory = sqlite3_column_string(row, 1);
+        std::string name = sqlite3_column_string(row, 2);
+        Path path;
+        if (!isNull(row, 3))
+            path = cloudShared / directory / name;
+        else if (!directory.empty() && directory[0] == '/')
+            path = Path(directory) / name;
+        else
+            path = originals / directory / name;
+        struct stat st {};
+        // Not on disk: the original may live only in the cloud.
+        if (::lstat(path.cStr(), &st) != 0) return true;
+        library.photos.emplace_back(sqlite3_column_string(row, 0), std::move(path), st.st_size, &library);
+        return true;
+    });
+}
+
+}  // namespace dff

@@ -1,0 +1,14 @@
+#include "dff/internal/LinkTarget.h"
+
+#include <unistd.h>
+
+namespace dff::internal {
+
+long LinkTarget::read(const Path& path, char*& buffer, std::string_view& target) {
+    if (!buffer) buffer = new char[kCapacity];  // kept for the life of the process
+    ssize_t length = ::readlink(path.cStr(), buffer, kCapacity - 1);
+    target = length < 0 ? std::string_view() : std::string_view(buffer, static_cast<size_t>(length));
+    return static_cast<long>(length);
+}
+
+}  // namespace dff::internal

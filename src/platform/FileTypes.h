@@ -1,0 +1,66 @@
+#pragma once
+// File types: the platform's uniform type identifiers, its list of package
+// extensions, and the metadata index's answer about a package's size.
+//
+// A type identifier comes from the name's extension (a fixed table, case
+// folded), else from the first bytes of a regular file, else from its kind
+// ("public.data", "public.folder", "public.symlink"). A folder is a package
+// when its extension is one of the platform's package types.
+//
+// Threading: the free functions are thread-safe. PackageIndex::shared() may
+// be read from any thread; setShared() is meant for start-up and tests.
+//
+//   auto type = platform::typeIdentifier("/photos/a.JPG");   // "public.jpeg"
+//   bool pkg = platform::isPackage("/Applications/Mail.app");
+//   auto sizes = platform::PackageIndex::shared()->sizes("/Applications/Mail.app");
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace platform {
+
+// The identifier for a bare extension (without the dot, any case), or
+// nothing when the table has none.
+std::optional<std::string> typeIdentifierForExtension(std::string_view extension);
+// The identifier that magic bytes at the start of a file stand for, or
+// nothing when they are not known.
+std::optional<std::string> typeIdentifierForContent(std::string_view head);
+// The identifier of the item at `path`, not following a final link. Gives
+// nothing when the item can't be looked at (missing, no rights).
+std::optional<std::string> typeIdentifier(const std::string& path);
+// The identifiers of the image formats the image services can decode.
+const std::vector<std::string>& imageTypeIdentifiers();
+
+// True when `extension` (no dot, any case) marks a folder as a package.
+bool isPackageExtension(std::string_view extension);
+// True when `path` is a folder (links followed) whose extension marks a
+// package. Any failure, and a path that is not UTF-8, give false.
+bool isPackage(const std::string& path);
+
+// What the metadata index knows of an item: its size attribute and its node
+// count. Either may be absent.
+struct IndexedSizes {
+    std::optional<int64_t> size;
+    std::optional<int64_t> nodeCount;
+};
+
+// The metadata index, asked for the sizes of a package. The Linux default
+// keeps no index and knows nothing; a test installs one that does.
+class PackageIndex {
+public:
+    virtual ~PackageIndex() = default;
+    // What the index holds for the item at `path`; both absent when it holds
+    // nothing. Must be thread-safe.
+    virtual IndexedSizes sizes(const std::string& path) const;
+
+    // The installed index; never null.
+    static std::shared_ptr<PackageIndex> shared();
+    // Installs `index` (null restores the default).
+    static void setShared(std::shared_ptr<PackageIndex> index);
+};
+
+}  // namespace platform

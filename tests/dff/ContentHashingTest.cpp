@@ -1,0 +1,294 @@
+#include "dff/FileReader.h"
+#include "dff/MD5.h"
+#include "dff/PackageHasher.h"
+#include "dff/SymlinkHasher.h"
+
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <openssl/evp.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+using testing_support::TempDir;
+using testing_support::writeFile;
+
+dff::HashValue digestOf(const std::string& bytes) {
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned int length = 0;
+    EVP_Digest(bytes.data(), bytes.size(), digest, &length, EVP_md5(), nullptr);
+    unsigned char first[16];
+    std::copy(digest, digest + 16, first);
+    dff::HashValue value;
+    value.setBytes(first);
+    return value;
+}
+
+dff::HashValue hashOf(const dff::MD5& md5) {
+    dff::HashValue value;
+    md5.hashValue(value);
+    return value;
+}
+
+// Content whose every block differs, so a misplaced block changes the digest.
+std::string patterned(size_t size) {
+    std::string text(size, '\0');
+    for (size_t i = 0; i < size; ++i) text[i] = char((i * 7 + i / 4096) & 0xFF);
+    return text;
+}
+
+TEST(MD5, DigestBetweenUpdatesCoversAllBytesSoFarAndLeavesStateUsable) {
+    dff::MD5 md5;
+    EXPECT_EQ(hashOf(md5), digestOf(""));
+    md5.updateMD5("hello ", 6);
+    EXPECT_EQ(hashOf(md5), digestOf("hello "));
+    EXPECT_EQ(hashOf(md5), digestOf("hello "));  // taking it twice changes nothing
+    md5.updateMD5("world", 5);
+    EXPECT_EQ(hashOf(md5), digestOf("hello world"));
+    md5.reset();
+    md5.updateMD5("x", 1);
+    EXPECT_EQ(hashOf(md5), digestOf("x"));
+}
+
+struct ReadSteps {
+    std::vector<long long> bytesPerStep;
+    std::string content;
+    bool complete = false;
+};
+
+ReadSteps readAll(dff::FileReader& reader, int maxSteps = 10) {
+    ReadSteps steps;
+    while (!steps.complete && maxSteps-- > 0) {
+        long long before = reader.position;
+        steps.complete = reader.read([&](const char* bytes, long long length) {
+            EXPECT_LE(length, dff::FileReader::kBlockSize);
+            steps.content.append(bytes, size_t(length));
+        });
+        steps.bytesPerStep.push_back(reader.position - before);
+    }
+    return steps;
+}
+
+class FileReaderSizes : public ::testing::TestWithParam<std::pair<size_t, std::vector<long long>>> {};
+
+TEST_P(FileReaderSizes, ReadsOneBlockFirstThenUpToAThousand) {
+    auto [size, expectedSteps] = GetParam();
+    TempDir dir;
+    std::string content = patterned(size);
+    writeFile(dir / "f", content);
+    dff::Path path(dir / "f");
+    dff::FileReader reader(&path, (long long)size);
+    ReadSteps steps = readAll(reader);
+    EXPECT_TRUE(steps.complete);
+    EXPECT_TRUE(reader.isCompleted());
+    EXPECT_EQ(steps.bytesPerStep, expectedSteps);
+    EXPECT_TRUE(steps.content == content);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Sizes, FileReaderSizes,
+    ::testing::Values(std::make_pair(size_t(4096), std::vector<long long>{4096}),
+                      std::make_pair(size_t(4097), std::vector<long long>{4096, 1}),
+                      // 4096 + 1000 blocks, the last of one byte: exactly the budget.
+                      std::make_pair(size_t(4096001), std::vector<long long>{4096, 4091905}),
+                      std::make_pair(size_t(4100097), std::vector<long long>{4096, 4096000, 1})));
+
+TEST(FileReader, EmptyFileIsCompleteWithoutBeingOpened) {
+    dff::Path missing("/nonexistent/for/sure");
+    dff::FileReader reader(&missing, 0);
+    int calls = 0;
+    EXPECT_TRUE(reader.read([&](const char*, long long) { ++calls; }));
+    EXPECT_EQ(calls, 0);
+}
+
+TEST(FileReader, ReadsOnlyUpToTheExpectedSize) {
+    TempDir dir;
+    writeFile(dir / "grown", patterned(5000));
+    dff::Path path(dir / "grown");
+    dff::FileReader reader(&path, 4500);
+    ReadSteps steps = readAll(reader);
+    EXPECT_TRUE(steps.complete);
+    EXPECT_TRUE(steps.content == patterned(4500));
+}
+
+TEST(FileReader, FailuresHaveTheirOwnWords) {
+    TempDir dir;
+    writeFile(dir / "f", patterned(10000));
+    dff::Path path(dir / "f");
+    auto noop = [](const char*, long long) {};
+
+    dff::FileReader shrunk(&path, 10000);
+    EXPECT_FALSE(shrunk.read(noop));
+    ::truncate(path.cStr(), 4096);
+    try {
+        shrunk.read(noop);
+        FAIL() << "a file that shrank must not read as complete";
+    } catch (const std::runtime_error& e) {
+        EXPECT_STREQ(e.what(), "Failed to read file");
+    }
+
+    dff::Path gone(dir / "gone");
+    dff::FileReader missing(&gone, 10);
+    try {
+        missing.read(noop);
+        FAIL();
+    } catch (const std::runtime_error& e) {
+        EXPECT_STREQ(e.what(), "Failed to open file");
+    }
+}
+
+TEST(SymlinkHasher, DigestIsThatOfTheTargetText) {
+    TempDir dir;
+    std::string link = dir / "l";
+    ASSERT_EQ(::symlink("some/target", link.c_str()), 0);
+    dff::Symlink symlink(dff::Path(link), 11, nullptr);
+    dff::HashValue digest;
+    ASSERT_TRUE(dff::hashSymlink(symlink, digest));
+    EXPECT_EQ(digest, digestOf("some/target"));
+
+    symlink.size = 12;  // the link changed since it was looked at
+    EXPECT_FALSE(dff::hashSymlink(symlink, digest));
+
+    // A target of 1024 bytes does not fit the buffer with room to spare.
+    std::string longLink = dir / "long";
+    std::string target(1024, 'a');
+    ASSERT_EQ(::symlink(target.c_str(), longLink.c_str()), 0);
+    EXPECT_FALSE(dff::hashSymlink(dff::Symlink(dff::Path(longLink), 1024, nullptr), digest));
+    std::string fits = dir / "fits";
+    ASSERT_EQ(::symlink(std::string(1023, 'a').c_str(), fits.c_str()), 0);
+    EXPECT_TRUE(dff::hashSymlink(dff::Symlink(dff::Path(fits), 1023, nullptr), digest));
+}
+
+// Builds a package tree: a few files (one empty, one hidden, one larger than
+// a block), a subfolder and a link.
+void buildPackage(const std::string& root, const std::string& fileName = "b.txt") {
+    writeFile(root + "/a.txt", "alpha");
+    writeFile(root + "/" + fileName, patterned(9000));
+    writeFile(root + "/empty", "");
+    writeFile(root + "/.DS_Store", "finder");
+    writeFile(root + "/Contents/Info.plist", "<plist/>");
+    std::filesystem::create_directories(root + "/Contents/Empty");
+    ASSERT_EQ(::symlink("Contents/Info.plist", (root + "/link").c_str()), 0);
+}
+
+struct HashRun {
+    dff::HashValue digest;
+    std::vector<dff::HashValue> steps;  // the digest after each step
+};
+
+HashRun hashPackage(dff::Package& package, long long minSize = 0) {
+    dff::PackageHasher hasher(&package, minSize);
+    HashRun run;
+    bool complete = false;
+    for (int guard = 0; !complete && guard < 100; ++guard) {
+        complete = hasher.update();
+        run.steps.push_back(hashOf(hasher.md5));
+    }
+    EXPECT_TRUE(complete);
+    run.digest = run.steps.back();
+    return run;
+}
+
+TEST(PackageHasher, EqualPackagesHashEqualAndAddUpTheirSize) {
+    TempDir dir;
+    buildPackage(dir / "One.app");
+    buildPackage(dir / "Two.app");
+    dff::Package one(dff::Path(dir / "One.app"), nullptr), two(dff::Path(dir / "Two.app"), nullptr);
+    HashRun a = hashPackage(one), b = hashPackage(two);
+    EXPECT_EQ(a.digest, b.digest);
+    EXPECT_EQ(a.steps, b.steps);
+    // Files and links count, hidden ones included; folders don't.
+    long long expected = 5 + 9000 + 0 + 6 + 8 + (long long)std::string("Contents/Info.plist").size();
+    EXPECT_EQ(one.size, expected);
+    EXPECT_EQ(two.size, expected);
+}
+
+TEST(PackageHasher, RenamedFileDiffersInTheFirstPhase) {
+    TempDir dir;
+    buildPackage(dir / "One.app", "b.txt");
+    buildPackage(dir / "Two.app", "c.txt");
+    dff::Package one(dff::Path(dir / "One.app"), nullptr), two(dff::Path(dir / "Two.app"), nullptr);
+    dff::PackageHasher a(&one, 0), b(&two, 0);
+    // The first step reads only the top folder's names and sizes.
+    EXPECT_FALSE(a.update());
+    EXPECT_FALSE(b.update());
+    EXPECT_NE(hashOf(a.md5), hashOf(b.md5));
+    EXPECT_EQ(a.reader, nullptr);
+}
+
+TEST(PackageHasher, ContentChangeShowsOnlyOnceFilesAreRead) {
+    TempDir dir;
+    buildPackage(dir / "One.app");
+    buildPackage(dir / "Two.app");
+    std::string changed = patterned(9000);
+    changed[8999] ^= 1;
+    writeFile(dir / "Two.app/b.txt", changed);
+    dff::Package one(dff::Path(dir / "One.app"), nullptr), two(dff::Path(dir / "Two.app"), nullptr);
+    HashRun a = hashPackage(one), b = hashPackage(two);
+    ASSERT_EQ(a.steps.size(), b.steps.size());
+    // Three folders make the first three steps alike.
+    for (size_t i = 0; i < 3; ++i) EXPECT_EQ(a.steps[i], b.steps[i]) << "step " << i;
+    EXPECT_NE(a.digest, b.digest);
+}
+
+TEST(PackageHasher, FeedsNamesSizesAndContentInAFixedLayout) {
+    TempDir dir;
+    writeFile(dir / "P.app/x", "12");
+    writeFile(dir / "P.app/xy", "345");
+    dff::Package package(dff::Path(dir / "P.app"), nullptr);
+
+    auto record = [](uint8_t code, const std::string& name, uint64_t size) {
+        std::string bytes(1, char(code));
+        uint64_t length = name.size();
+        bytes.append(reinterpret_cast<const char*>(&length), 8);
+        bytes.append(reinterpret_cast<const char*>(&size), 8);
+        return bytes + name;
+    };
+    // Descending names: "xy" before "x"; files used from the back: "x" first.
+    std::string expected = record(0, "xy", 3) + record(0, "x", 2) + "12" + "345";
+    EXPECT_EQ(hashPackage(package).digest, digestOf(expected));
+}
+
+TEST(PackageHasher, FailuresHaveTheirOwnWords) {
+    TempDir dir;
+    auto errorOf = [](dff::Package& package, long long minSize) -> std::string {
+        dff::PackageHasher hasher(&package, minSize);
+        try {
+            for (int i = 0; i < 100; ++i)
+                if (hasher.update()) return "complete";
+        } catch (const std::runtime_error& e) {
+            return e.what();
+        }
+        return "endless";
+    };
+
+    writeFile(dir / "Small.app/a", "1234");
+    dff::Package small(dff::Path(dir / "Small.app"), nullptr);
+    EXPECT_EQ(errorOf(small, 5), "Too small");
+    small.size = 0;
+    EXPECT_EQ(errorOf(small, 4), "complete");
+
+    dff::Package missing(dff::Path(dir / "Missing.app"), nullptr);
+    EXPECT_EQ(errorOf(missing, 0), "Failed to open directory");
+
+    std::filesystem::create_directories(dir / "Fifo.app");
+    ASSERT_EQ(::mkfifo((dir / "Fifo.app/pipe").c_str(), 0600), 0);
+    dff::Package fifo(dff::Path(dir / "Fifo.app"), nullptr);
+    EXPECT_EQ(errorOf(fifo, 0), "Unknown file type");
+
+    std::filesystem::create_directories(dir / "Link.app");
+    std::string longLink = dir / "Link.app/l";
+    ASSERT_EQ(::symlink(std::string(1500, 'a').c_str(), longLink.c_str()), 0);
+    dff::Package link(dff::Path(dir / "Link.app"), nullptr);
+    EXPECT_EQ(errorOf(link, 0), "Failed to read symbolic link");
+}
+
+}  // namespace

@@ -1,0 +1,345 @@
+#include "dff/DuplicateFileFinder.h"
+
+#include "support/FakePackageIndex.h"
+#include "support/PhotoLibraryBuilder.h"
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace {
+
+using testing_support::TempDir;
+using testing_support::writeFile;
+using testing_support::writeFileOfSize;
+
+// Opens the walk's stages to the tests.
+class Finder : public dff::DuplicateFileFinder {
+public:
+    Finder() : DuplicateFileFinder([](double) {}, [this](const dff::Path& p) { reported.push_back(p.str()); }) {}
+    using DuplicateFileFinder::scanFiles;
+    using DuplicateFileFinder::scanPhotoLibrary;
+    std::vector<std::string> reported;
+};
+
+// Every processor-clock reading is 0.04 s after the last, so every path is
+// reported.
+long long steppingClock() {
+    static long long now = 0;
+    return now += 40000;
+}
+
+class ScanFiles : public ::testing::Test {
+protected:
+    void SetUp() override { dff::DuplicateFileFinder::setProcessorClockForTesting(steppingClock); }
+    void TearDown() override { dff::DuplicateFileFinder::setProcessorClockForTesting(nullptr); }
+
+    std::shared_ptr<dff::Directory> scan(const std::string& root) {
+        return finder.scanFiles(dff::Path(root), files, links, packages, unknown, count);
+    }
+
+    static dff::File* child(const dff::Directory& dir, const std::string& name) {
+        for (const auto& c : dir.children)
+            if (c->path.str() == dir.path.str() + "/" + name) return c.get();
+        return nullptr;
+    }
+    static dff::Directory* subdirectory(const dff::Directory& dir, const std::string& name) {
+        return dynamic_cast<dff::Directory*>(child(dir, name));
+    }
+    template <class V>
+    static std::vector<V> valuesUnder(const dff::Duplicate<long long, V>& index, long long key) {
+        for (auto it = index.begin(); !it.atEnd(); ++it)
+            if (it->key == key) return {it->values.begin(), it->values.end()};
+        return {};
+    }
+    template <class V>
+    static size_t valueCount(const dff::Duplicate<long long, V>& index) {
+        size_t n = 0;
+        for (auto it = index.begin(); !it.atEnd(); ++it) n += it->values.size();
+        return n;
+    }
+
+    TempDir dir;
+    Finder finder;
+    testing_support::ScopedPackageIndex packageIndex;
+    dff::Duplicate<long long, dff::File*> files;
+    dff::Duplicate<long long, dff::Symlink*> links;
+    dff::Duplicate<long long, dff::Package*> packages;
+    std::deque<dff::Package*> unknown;
+    int count = 0;
+};
+
+TEST_F(ScanFiles, DotEntriesAndDSStoreLeaveNoMark) {
+    writeFile(dir / "only/.DS_Store", "finder");
+    auto root = scan(dir / "only");
+    EXPECT_TRUE(root->children.empty());
+    EXPECT_FALSE(root->unique);
+    EXPECT_EQ(root->parent, nullptr);
+    EXPECT_EQ(count, 0);
+    EXPECT_TRUE(finder.reported.empty());
+}
+
+TEST_F(ScanFiles, FilesAtTheMinimumSizeAreTakenSmallerOnesMarkTheirFolder) {
+    finder.minFileSize = 100;
+    writeFileOfSize(dir / "r/ok/exact", 100);
+    writeFileOfSize(dir / "r/ok/big", 5000);
+    writeFileOfSize(dir / "r/small/tiny", 99);
+    auto root = scan(dir / "r");
+
+    auto* ok = subdirectory(*root, "ok");
+    auto* small = subdirectory(*root, "small");
+    ASSERT_TRUE(ok && small);
+    EXPECT_FALSE(ok->unique);
+    EXPECT_TRUE(small->unique);
+    EXPECT_TRUE(small->children.empty());
+    EXPECT_FALSE(root->unique) << "a mark stays with the folder that holds the entry";
+    EXPECT_EQ(count, 2);
+    EXPECT_EQ(valuesUnder(files, 100), std::vector<dff::File*>{child(*ok, "exact")});
+    EXPECT_EQ(child(*ok, "exact")->parent, ok);
+    EXPECT_EQ(child(*ok, "big")->size, 5000);
+    EXPECT_EQ(valueCount(files), 2u);
+}
+
+TEST_F(ScanFiles, HiddenFoldersAreLeftOutUnlessAskedForHiddenFilesAlwaysCount) {
+    writeFileOfSize(dir / "r/.hidden/inside", 10);
+    writeFileOfSize(dir / "r/.secret", 10);
+    auto root = scan(dir / "r");
+    EXPECT_TRUE(root->unique);
+    EXPECT_EQ(subdirectory(*root, ".hidden"), nullptr);
+    ASSERT_NE(child(*root, ".secret"), nullptr);
+    EXPECT_EQ(count, 1);
+
+    Finder withHidden;
+    withHidden.includeHiddenFolders = true;
+    int n = 0;
+    dff::Duplicate<long long, dff::File*> f;
+    auto again = withHidden.scanFiles(dff::Path(dir / "r"), f, links, packages, unknown, n);
+    EXPECT_FALSE(again->unique);
+    auto* hidden = subdirectory(*again, ".hidden");
+    ASSERT_NE(hidden, nullptr);
+    EXPECT_NE(child(*hidden, "inside"), nullptr);
+    EXPECT_EQ(n, 2);
+}
+
+TEST_F(ScanFiles, ExcludedExtensionsAndPathsMarkTheirFolder) {
+    finder.excludeExtensions = {".log"};
+    finder.excludePaths = {dff::Path(dir / "r/SKIP")};
+    writeFileOfSize(dir / "r/a/app.LOG", 10);
+    writeFileOfSize(dir / "r/a/keep.txt", 10);
+    writeFileOfSize(dir / "r/b/.log", 10);  // the whole name is no extension
+    writeFileOfSize(dir / "r/skip/x", 10);
+    writeFileOfSize(dir / "r/skipper/x", 10);
+    auto root = scan(dir / "r");
+
+    auto* a = subdirectory(*root, "a");
+    auto* b = subdirectory(*root, "b");
+    ASSERT_TRUE(a && b);
+    EXPECT_TRUE(a->unique);
+    EXPECT_EQ(child(*a, "app.LOG"), nullptr);
+    EXPECT_NE(child(*a, "keep.txt"), nullptr);
+    EXPECT_FALSE(b->unique);
+    EXPECT_NE(child(*b, ".log"), nullptr);
+    EXPECT_EQ(subdirectory(*root, "skip"), nullptr) << "paths compare without case";
+    EXPECT_NE(subdirectory(*root, "skipper"), nullptr) << "only the whole path is excluded";
+    EXPECT_TRUE(root->unique);
+}
+
+TEST_F(ScanFiles, PackagesAreSizedByTheIndexAndNeverWalked) {
+    finder.minFileSize = 1000;
+    writeFileOfSize(dir / "r/Unknown.app/Contents/big", 5000);
+    writeFileOfSize(dir / "r/Known.bundle/file", 5000);
+    writeFileOfSize(dir / "r/Cheap.app/file", 5000);  // the index counts no more bytes than nodes
+    writeFileOfSize(dir / "r/small/Tiny.app/file", 10);
+    packageIndex.set(dir / "r/Known.bundle", 5000, 2);
+    packageIndex.set(dir / "r/Cheap.app", 3, 3);
+    packageIndex.set(dir / "r/small/Tiny.app", 500, 2);
+    auto root = scan(dir / "r");
+
+    EXPECT_FALSE(root->unique);
+    auto* known = dynamic_cast<dff::Package*>(child(*root, "Known.bundle"));
+    ASSERT_NE(known, nullptr);
+    EXPECT_EQ(known->size, 0) << "a package's size grows only while it is hashed";
+    EXPECT_EQ(valuesUnder(packages, 5000), std::vector<dff::Package*>{known});
+    ASSERT_EQ(unknown.size(), 2u);
+    for (auto* p : unknown) {
+        EXPECT_EQ(p->parent, root.get());
+    }
+    EXPECT_EQ(count, 0) << "nothing inside a package is walked";
+
+    auto* small = subdirectory(*root, "small");
+    ASSERT_NE(small, nullptr);
+    EXPECT_TRUE(small->unique);
+    EXPECT_TRUE(small->children.empty());
+}
+
+TEST_F(ScanFiles, ExcludedPackageExtensionMarksTheFolder) {
+    finder.excludeExtensions = {".app"};
+    std::filesystem::create_directories(dir / "r/Tool.app");
+    auto root = scan(dir / "r");
+    EXPECT_TRUE(root->unique);
+    EXPECT_TRUE(root->children.empty());
+    EXPECT_TRUE(unknown.empty());
+}
+
+TEST_F(ScanFiles, LinksAreNeverFollowed) {
+    finder.excludeExtensions = {".txt"};
+    writeFileOfSize(dir / "target/deep/file", 10);
+    std::filesystem::create_directories(dir / "r");
+    std::filesystem::create_directory_symlink(dir / "target", dir / "r/folder-link");
+    std::filesystem::create_symlink("x.txt", dir / "r/file-link.txt");  // links pass no filter
+    auto root = scan(dir / "r");
+
+    ASSERT_EQ(root->children.size(), 2u);
+    auto* folderLink = dynamic_cast<dff::Symlink*>(child(*root, "folder-link"));
+    ASSERT_NE(folderLink, nullptr);
+    EXPECT_EQ(folderLink->size, (long long)(dir / "target").size());
+    EXPECT_EQ(valuesUnder(links, folderLink->size), std::vector<dff::Symlink*>{folderLink});
+    EXPECT_NE(dynamic_cast<dff::Symlink*>(child(*root, "file-link.txt")), nullptr);
+    EXPECT_EQ(count, 0);
+    EXPECT_FALSE(root->unique);
+}
+
+TEST_F(ScanFiles, OddEntriesAndUnreadableFoldersMarkTheirFolder) {
+    std::filesystem::create_directories(dir / "r/fifo");
+    ASSERT_EQ(::mkfifo((dir / "r/fifo/pipe").c_str(), 0600), 0);
+    std::filesystem::create_directories(dir / "r/locked");
+    auto root = [&] {
+        if (::geteuid() == 0) return scan(dir / "r");  // root reads every folder
+        ::chmod((dir / "r/locked").c_str(), 0);
+        return scan(dir / "r");
+    }();
+    EXPECT_TRUE(subdirectory(*root, "fifo")->unique);
+    EXPECT_TRUE(subdirectory(*root, "fifo")->children.empty());
+    if (::geteuid() != 0) {
+        EXPECT_TRUE(subdirectory(*root, "locked")->unique);
+    }
+
+    EXPECT_TRUE(scan(dir / "missing")->unique);
+}
+
+TEST_F(ScanFiles, EveryEntryIsReportedBeforeItIsLookedAt) {
+    writeFileOfSize(dir / "r/sub/file", 10);
+    std::filesystem::create_symlink("nowhere", dir / "r/link");
+    writeFile(dir / "r/.DS_Store", "x");
+    scan(dir / "r");
+    std::vector<std::string> expected = {dir / "r/sub", dir / "r/link", dir / "r/sub/file"};
+    std::sort(expected.begin(), expected.end());
+    std::sort(finder.reported.begin(), finder.reported.end());
+    EXPECT_EQ(finder.reported, expected);
+}
+
+TEST_F(ScanFiles, StopEndsTheWalkAndMarksTheFolderUnderWay) {
+    for (int i = 0; i < 20; ++i) writeFileOfSize(dir / ("r/f" + std::to_string(i)), 10);
+    finder.onCurrentPath = [this](const dff::Path&) { finder.stop(); };
+    auto root = scan(dir / "r");
+    EXPECT_TRUE(root->unique);
+    EXPECT_EQ(root->children.size(), 1u) << "the entry under way is finished, the next one sees the flag";
+
+    Finder stoppedEarly;
+    stoppedEarly.stop();
+    int n = 0;
+    auto empty = stoppedEarly.scanFiles(dff::Path(dir / "r"), files, links, packages, unknown, n);
+    EXPECT_TRUE(empty->children.empty());
+    EXPECT_FALSE(empty->unique);
+}
+
+TEST(NotifyCurrentPath, ReportsAtMostOncePer40MillisecondsOfProcessorTime) {
+    static std::vector<long long> ticks;
+    static size_t next = 0;
+    ticks = {39999, 40000, 79999, 80000, 200000};
+    next = 0;
+    dff::DuplicateFileFinder::setProcessorClockForTesting([] { return ticks[next++]; });
+    std::vector<std::string> seen;
+    dff::DuplicateFileFinder finder([](double) {}, [&](const dff::Path& p) { seen.push_back(p.str()); });
+    for (const char* p : {"/a", "/b", "/c", "/d", "/e"}) finder.notifyCurrentPath(dff::Path(p));
+    dff::DuplicateFileFinder::setProcessorClockForTesting(nullptr);
+    EXPECT_EQ(seen, (std::vector<std::string>{"/b", "/d", "/e"}));
+}
+
+TEST(WithExtension, MatchesCaseFoldedEndsOfLongerNames) {
+    using F = dff::DuplicateFileFinder;
+    EXPECT_TRUE(F::withExtension("photo.JPG", 9, ".jpg"));
+    EXPECT_TRUE(F::withExtension("photojpg", 8, "jpg")) << "the extension is compared as given";
+    EXPECT_FALSE(F::withExtension(".jpg", 4, ".jpg"));
+    EXPECT_FALSE(F::withExtension("jpg", 3, ".jpg"));
+    EXPECT_FALSE(F::withExtension("photo.jpeg", 10, ".jpg"));
+    EXPECT_TRUE(F::withExtension(dff::Path("/x/Library.photosLibrary"), ".photoslibrary"));
+
+    F finder([](double) {}, [](const dff::Path&) {});
+    dirent entry{};
+    std::strcpy(entry.d_name, "a.tmp");
+    EXPECT_FALSE(finder.exclude(&entry)) << "an empty list excludes nothing";
+    finder.excludeExtensions = {".log", ".TMP"};
+    EXPECT_TRUE(finder.exclude(&entry));
+}
+
+TEST(FileModel, TypeIdsAndTypes) {
+    TempDir dir;
+    writeFile(dir / "a.jpeg", "x");
+    dff::File file(dff::Path(dir / "a.jpeg"), 1, nullptr);
+    dff::Directory directory(dff::Path(dir.str()), nullptr);
+    dff::Symlink link(dff::Path("/l"), 1, nullptr);
+    dff::Package package(dff::Path("/p.app"), nullptr);
+    dff::Photo photo("id", dff::Path("/p.jpg"), 1, nullptr);
+    EXPECT_EQ(dff::fileTypeId(file), 0);
+    EXPECT_EQ(dff::fileTypeId(directory), 1);
+    EXPECT_EQ(dff::fileTypeId(link), 2);
+    EXPECT_EQ(dff::fileTypeId(package), 3);
+    EXPECT_EQ(dff::fileTypeId(photo), 3);
+
+    ASSERT_NE(file.getType(), nullptr);
+    EXPECT_EQ(*file.getType(), "public.jpeg");
+    std::filesystem::remove(dir / "a.jpeg");
+    EXPECT_EQ(*file.getType(), "public.jpeg") << "a type once read is kept";
+
+    dff::File missing(dff::Path(dir / "gone"), 1, nullptr);
+    EXPECT_EQ(missing.getType(), nullptr);
+    writeFile(dir / "gone", "\x89PNG\r\n\x1A\n....");
+    ASSERT_NE(missing.getType(), nullptr) << "a failed read is not cached";
+    EXPECT_EQ(*missing.getType(), "public.png");
+}
+
+class ScanPhotoLibrary : public ScanFiles {};
+
+TEST_F(ScanPhotoLibrary, PhotosJoinTheFilesAndTheLibraryThePackages) {
+    std::string lib = dir / "Photos Library.photoslibrary";
+    writeFileOfSize(lib + "/originals/0/a.jpg", 300);
+    writeFileOfSize(lib + "/originals/1/b.jpg", 300);
+    testing_support::NewLibrary content;
+    content.assets = {{.uuid = "A", .directory = "0", .filename = "a.jpg"},
+                      {.uuid = "B", .directory = "1", .filename = "b.jpg"}};
+    testing_support::writeNewLibrary(lib, content);
+
+    auto library = finder.scanPhotoLibrary(dff::Path(lib), files, packages, unknown, count);
+    ASSERT_NE(library, nullptr);
+    EXPECT_EQ(library->parent, nullptr);
+    EXPECT_EQ(unknown, std::deque<dff::Package*>{library.get()});
+    ASSERT_EQ(library->photos.size(), 2u);
+    EXPECT_EQ(count, 2);
+    EXPECT_EQ(valuesUnder(files, 300),
+              (std::vector<dff::File*>{&library->photos[0], &library->photos[1]}));
+}
+
+TEST_F(ScanPhotoLibrary, SizeFromTheIndexDecides) {
+    finder.minFileSize = 1000;
+    std::string small = dir / "Small.photoslibrary", big = dir / "Big.photoslibrary";
+    packageIndex.set(small, 999, 1);
+    packageIndex.set(big, 5000, 1);
+    EXPECT_EQ(finder.scanPhotoLibrary(dff::Path(small), files, packages, unknown, count), nullptr);
+
+    // No database at all: the library still counts as a package.
+    auto library = finder.scanPhotoLibrary(dff::Path(big), files, packages, unknown, count);
+    ASSERT_NE(library, nullptr);
+    EXPECT_TRUE(library->photos.empty());
+    EXPECT_EQ(valuesUnder(packages, 5000), std::vector<dff::Package*>{library.get()});
+    EXPECT_TRUE(unknown.empty());
+    EXPECT_EQ(count, 0);
+}
+
+}  // namespace
