@@ -125,27 +125,34 @@ struct OperationQueueState : std::enable_shared_from_this<OperationQueueState> {
     void finished(Operation* raw) {
         std::shared_ptr<Operation> op;
         std::function<void(const std::shared_ptr<Operation>&)> callback;
+        {
+            MutexLock lock(mutex);
+            op = find(raw);
+            if (!op) return;
+            callback = onFinished;
+        }
+        // Told before the operation leaves, so that whoever waits for the
+        // queue to empty has also seen every callback.
+        if (callback) callback(op);
         std::vector<std::shared_ptr<Operation>> next;
         {
             MutexLock lock(mutex);
-            auto it = std::find_if(running.begin(), running.end(), [raw](auto& o) { return o.get() == raw; });
-            if (it != running.end()) {
-                op = std::move(*it);
-                running.erase(it);
-            } else {
-                // Finished before it was started (an asynchronous operation
-                // that called notifyFinished early): it leaves the line.
-                auto p = std::find_if(pending.begin(), pending.end(), [raw](auto& o) { return o.get() == raw; });
-                if (p == pending.end()) return;
-                op = std::move(*p);
-                pending.erase(p);
-            }
-            callback = onFinished;
+            auto gone = [raw](const std::shared_ptr<Operation>& o) { return o.get() == raw; };
+            std::erase_if(running, gone);
+            // An asynchronous operation may say it finished before it started.
+            std::erase_if(pending, gone);
             next = takeStartable();
         }
         cv.notify_all();
         startAll(next);
-        if (callback) callback(op);
+    }
+
+    std::shared_ptr<Operation> find(Operation* raw) REQUIRES(mutex) {
+        for (const auto& o : running)
+            if (o.get() == raw) return o;
+        for (const auto& o : pending)
+            if (o.get() == raw) return o;
+        return nullptr;
     }
 };
 

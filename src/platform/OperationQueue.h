@@ -102,7 +102,8 @@ public:
     void waitUntilAllOperationsAreFinished();
     // Operations added and not yet finished.
     size_t operationCount() const;
-    // Called once per operation, after it finished and left the queue.
+    // Called once per operation when it has finished, just before it leaves
+    // the queue (operationCount() still counts it).
     void setOnOperationFinished(std::function<void(const std::shared_ptr<Operation>&)> callback);
 
 private:
