@@ -1,11 +1,10 @@
 #include "platform/OperationQueue.h"
 
-#include "platform/Analytics.h"
+#include "platform/dispatch/RunLogged.h"
 #include "platform/dispatch/Wait.h"
 
 #include <algorithm>
 #include <deque>
-#include <exception>
 #include <stdexcept>
 #include <vector>
 
@@ -36,13 +35,7 @@ Operation::~Operation() = default;
 void Operation::start() {
     if (!isCancelled()) {
         _executing = true;
-        try {
-            main();
-        } catch (const std::exception& e) {
-            platform::log(std::string("OperationQueue: an operation threw: ") + e.what());
-        } catch (...) {
-            platform::log("OperationQueue: an operation threw");
-        }
+        dispatch::internal::runLogged("OperationQueue: an operation", [this] { main(); });
         _executing = false;
     }
     notifyFinished();

@@ -206,14 +206,21 @@ std::vector<TimedKind> timedKinds() {
     };
 }
 
-class TimedWaitTest : public testing::TestWithParam<TimedKind> {};
+class TimedWaitTest : public testing::TestWithParam<TimedKind> {
+protected:
+    // Starts the waiter and returns once its worker has blocked.
+    std::future<bool> startWaiter() {
+        const size_t base = blockedNow();
+        auto result = GetParam().start(state);
+        EXPECT_TRUE(awaitBlocked(base + 1));
+        return result;
+    }
+    testing_support::ScopedSimulatedClock clock;
+    std::shared_ptr<void> state;
+};
 
 TEST_P(TimedWaitTest, TimesOutByTheInjectedClockNotBefore) {
-    testing_support::ScopedSimulatedClock clock;
-    const size_t base = blockedNow();
-    std::shared_ptr<void> state;
-    auto result = GetParam().start(state);
-    ASSERT_TRUE(awaitBlocked(base + 1));
+    auto result = startWaiter();
     clock->advance(4999ms);
     // A timer due just after that fires first; once it has, the wait's
     // deadline has been looked at and must not have passed.
@@ -228,11 +235,7 @@ TEST_P(TimedWaitTest, TimesOutByTheInjectedClockNotBefore) {
 }
 
 TEST_P(TimedWaitTest, ReturnsTrueWhenReleasedInTime) {
-    testing_support::ScopedSimulatedClock clock;
-    const size_t base = blockedNow();
-    std::shared_ptr<void> state;
-    auto result = GetParam().start(state);
-    ASSERT_TRUE(awaitBlocked(base + 1));
+    auto result = startWaiter();
     clock->advance(4s);
     GetParam().release(state);
     ASSERT_EQ(result.wait_for(kPatience), std::future_status::ready);

@@ -1,9 +1,9 @@
 #include "platform/dispatch/Pool.h"
 
 #include "platform/Analytics.h"
+#include "platform/dispatch/RunLogged.h"
 
 #include <algorithm>
-#include <exception>
 #include <system_error>
 #include <thread>
 
@@ -104,13 +104,7 @@ void Pool::workerMain() {
             changed();
             lock.unlock();
             act(g);
-            try {
-                job();
-            } catch (const std::exception& e) {
-                platform::log(std::string("dispatch: a job threw: ") + e.what());
-            } catch (...) {
-                platform::log("dispatch: a job threw");
-            }
+            runLogged("dispatch: a job", job);
             job = nullptr;  // the block's captures die outside the lock
             lock.lock();
             continue;

@@ -1,7 +1,7 @@
 #include "platform/dispatch/QueueCore.h"
 
-#include "platform/Analytics.h"
 #include "platform/dispatch/Pool.h"
+#include "platform/dispatch/RunLogged.h"
 #include "platform/dispatch/Timers.h"
 
 #include <optional>
@@ -16,17 +16,6 @@ namespace {
 constexpr int kSerialBatch = 64;
 
 thread_local Frame* tlFrame = nullptr;
-
-void logUncaught(const std::string& label, const std::exception_ptr& error) {
-    std::string what = "unknown exception";
-    try {
-        std::rethrow_exception(error);
-    } catch (const std::exception& e) {
-        what = e.what();
-    } catch (...) {
-    }
-    platform::log("dispatch: a block on queue \"" + label + "\" threw: " + what);
-}
 
 }  // namespace
 
@@ -59,7 +48,7 @@ void QueueCore::runItem(Item& item) {
             error = std::current_exception();
         }
     }
-    if (error && !item.sync) logUncaught(_label, error);
+    if (error && !item.sync) logThrown("dispatch: a block on queue \"" + _label + "\"", error);
     if (item.group) leaveGroup(item.group);
     if (item.sync) {
         {

@@ -1,9 +1,8 @@
 #include "platform/dispatch/Timers.h"
 
-#include "platform/Analytics.h"
 #include "platform/Dispatch.h"
+#include "platform/dispatch/RunLogged.h"
 
-#include <exception>
 #include <thread>
 #include <vector>
 
@@ -68,13 +67,7 @@ void Timers::run() {
         }
         if (!due.empty()) {
             lock.unlock();
-            for (auto& callback : due) {
-                try {
-                    callback();
-                } catch (const std::exception& e) {
-                    platform::log(std::string("dispatch: a timer threw: ") + e.what());
-                }
-            }
+            for (auto& callback : due) runLogged("dispatch: a timer", callback);
             due.clear();
             lock.lock();
             continue;
