@@ -110,7 +110,8 @@ public:
     void syncBarrier(const std::function<void()>& block);
 
     // Queues `block` once `delay` has passed by the installed clock; never
-    // earlier. A delay of zero, below zero or NaN queues it at once.
+    // earlier. A delay of zero, below zero or NaN queues it at once; one too
+    // large for the clock never comes, and the block is dropped.
     void asyncAfter(std::chrono::duration<double> delay, std::function<void()> block);
     void asyncAfter(std::chrono::duration<double> delay, const WorkItemPtr& item);
 
