@@ -5,10 +5,8 @@
 
 #include "Core/helper/HelperTool.h"
 #include "platform/Layout.h"
-#if __has_include("platform/Dispatch.h")
 #include "Core/helper/HelperConnection.h"
 #include "platform/Dispatch.h"
-#endif
 
 #include <unistd.h>
 
@@ -38,7 +36,6 @@ const CommandRegistration serveRegistration{
         };
     }};
 
-#if __has_include("platform/Dispatch.h")
 // Connects as the library does (no install: that needs root) and waits for
 // the answer to test, or for the connection to fail.
 int runPing(const Globals& globals) {
@@ -65,7 +62,6 @@ int runPing(const Globals& globals) {
 const CommandRegistration pingRegistration{
     {"helper", "ping"}, "Connect to the helper tool and report whether it answers",
     [](CLI::App&, Globals& globals) -> Action { return [&globals] { return runPing(globals); }; }};
-#endif
 
 }  // namespace
 }  // namespace sweeper

@@ -1,5 +1,3 @@
-// Needs the dispatch layer (main queue, timers, the injected clock).
-#if __has_include("platform/Dispatch.h")
 #include "Core/helper/HelperConnection.h"
 
 #include "Core/helper/ExportedObject.h"
@@ -107,4 +105,3 @@ void HelperConnection::setDelegate(const std::shared_ptr<OMHelperDelegate>& dele
 void HelperConnection::setErrorHandler(std::function<void()> handler) { _errorHandler = std::move(handler); }
 
 }  // namespace Core
-#endif

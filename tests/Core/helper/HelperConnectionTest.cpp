@@ -1,5 +1,4 @@
 // Needs the dispatch layer (main queue, timers, the injected clock).
-#if __has_include("platform/Dispatch.h")
 #include "Core/helper/HelperConnection.h"
 #include "Core/helper/HelperInstaller.h"
 #include "HelperProcess.h"
@@ -208,4 +207,3 @@ TEST_F(HelperConnectionTest, ANeededInstallIsOnlyTriedWhenRequired) {
     EXPECT_EQ(sink->events(), std::vector<std::string>{"65 Bless failed: refused"});
     EXPECT_EQ(connection->helper(), nullptr);
 }
-#endif
