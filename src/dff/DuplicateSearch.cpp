@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <stdexcept>
 #include <typeinfo>
 #include <utility>
@@ -33,11 +34,13 @@ bool isPhotoLibraryPath(const Path& path) {
 }
 
 // One file under comparison: where its reading stands and its digest so far.
+// The digest state is made when the file's group is first read: groups wait
+// on the work list, and most files of a search may wait there at once.
 struct _Hash {
     explicit _Hash(File* file) : file(file), reader(file) {}
     File* file;
     FileReader reader;
-    FileHasher hasher;
+    std::unique_ptr<FileHasher> hasher;
 };
 
 // Frees what a stage still holds in its work list when it ends early or
@@ -159,9 +162,11 @@ void DuplicateFileFinder::findDuplicateFiles(Duplicate<long long, File*>& filesB
             notifyCurrentPath(file->path);
             raise();
             try {
-                bool complete = item->reader.read(
-                    [item](const char* block, long long length) { item->hasher.update(block, length); });
-                item->hasher.md5.hashValue(file->hash);
+                if (!item->hasher) item->hasher = std::make_unique<FileHasher>();
+                FileHasher& hasher = *item->hasher;
+                bool complete =
+                    item->reader.read([&hasher](const char* block, long long length) { hasher.update(block, length); });
+                hasher.md5.hashValue(file->hash);
                 if (complete) {
                     fileHashes.add(file->hash, file);
                     delete item;
@@ -223,7 +228,7 @@ void DuplicateFileFinder::calcImageHash(const std::deque<File*>& files, Duplicat
 void DuplicateFileFinder::findSimilarFiles(Duplicate<ImageHashValue, File*>& images, Groups& similarGroups) {
     struct Pending {
         const ImageHashValue* key;
-        const std::deque<File*>* files;
+        const std::vector<File*>* files;
     };
     std::vector<Pending> pending;
     for (auto it = images.begin(); it != images.end(); ++it) pending.push_back({&it->key, &it->values});

@@ -204,10 +204,13 @@ std::optional<std::string> typeIdentifier(const std::string& path) {
     return "public.data";
 }
 
+bool isImageTypeIdentifier(std::string_view identifier) {
+    return std::find(kImageFormats.begin(), kImageFormats.end(), identifier) != kImageFormats.end();
+}
+
 std::optional<std::string> imageTypeIdentifierForExtension(std::string_view extension) {
     auto identifier = typeIdentifierForExtension(extension);
-    if (!identifier || std::find(kImageFormats.begin(), kImageFormats.end(), *identifier) == kImageFormats.end())
-        return std::nullopt;
+    if (!identifier || !isImageTypeIdentifier(*identifier)) return std::nullopt;
     return identifier;
 }
 

@@ -35,6 +35,8 @@ std::optional<std::string> typeIdentifier(const std::string& path);
 // The identifier for an extension (no dot, any case) when it names an image
 // format, or nothing (also for known types that are no pictures).
 std::optional<std::string> imageTypeIdentifierForExtension(std::string_view extension);
+// True when `identifier` is an image format of the table (decodable or not).
+bool isImageTypeIdentifier(std::string_view identifier);
 // The identifiers of the image formats the image services can decode
 // (ImageService::decodableTypeIdentifiers), sorted; made once.
 const std::vector<std::string>& imageTypeIdentifiers();

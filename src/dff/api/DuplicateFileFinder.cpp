@@ -26,6 +26,12 @@ void DuplicateFileFinder::toDelegate(Report report) {
 }
 
 void DuplicateFileFinder::progress(double value) {
+    // The engine raises its value once for every file it reads; a hop to the
+    // main queue for each would cost more than the reading. Steps under a
+    // thousandth are folded into the next report; stage values always differ
+    // by more, so none of them is lost.
+    if (value != 0.3 && value - _lastProgress < 0.001) return;
+    _lastProgress = value;
     toDelegate([value](DuplicateFileFinderDelegate& target) { target.progress(value); });
 }
 
@@ -35,6 +41,7 @@ void DuplicateFileFinder::current(const platform::URL& url) {
 
 void DuplicateFileFinder::start(bool isOnlyDuplicates) {
     _queue = platform::dispatch::makeSerialQueue("start(isOnlyDuplicates:)");
+    _lastProgress = 0;
     std::weak_ptr<DuplicateFileFinder> weakSelf = weak_from_this();
     _queue->async([weakSelf, isOnlyDuplicates] {
         auto self = weakSelf.lock();

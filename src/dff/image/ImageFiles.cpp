@@ -1,6 +1,7 @@
 #include "dff/image/ImageFiles.h"
 
 #include "dff/image/ImageHash.h"
+#include "platform/FileTypes.h"
 
 #include <cstdio>
 #include <ctime>
@@ -38,7 +39,10 @@ std::string formatSeconds(double seconds) {
 
 bool isImage(File& file) {
     const std::string* type = file.getType();
-    return type != nullptr && images().decodableTypeIdentifiers().count(*type) != 0;
+    // Asking the table first keeps the image library unloaded for searches
+    // without pictures; the decodable types are all image formats of it.
+    return type != nullptr && platform::isImageTypeIdentifier(*type) &&
+           images().decodableTypeIdentifiers().count(*type) != 0;
 }
 
 bool isImage(const char* path) {
