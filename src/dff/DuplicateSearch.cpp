@@ -47,7 +47,8 @@ struct _Hash {
 // something other than a read error passes through.
 template <class T>
 struct WorkList {
-    std::deque<std::deque<T*>> groups;
+    // Vectors: a search may hold a group for every size at once.
+    std::deque<std::vector<T*>> groups;
     ~WorkList() {
         for (auto& group : groups)
             for (T* item : group) delete item;
@@ -151,7 +152,7 @@ void DuplicateFileFinder::findDuplicateFiles(Duplicate<long long, File*>& filesB
     // it has split into loners or its members are complete.
     while (!work.groups.empty()) {
         Duplicate<HashValue, _Hash*> pass;
-        std::deque<_Hash*>& group = work.groups.back();
+        std::vector<_Hash*>& group = work.groups.back();
         for (_Hash*& entry : group) {
             _Hash* item = entry;
             File* file = item->file;
