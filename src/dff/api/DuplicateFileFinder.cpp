@@ -40,10 +40,12 @@ void DuplicateFileFinder::current(const platform::URL& url) {
 }
 
 void DuplicateFileFinder::start(bool isOnlyDuplicates) {
-    _queue = platform::dispatch::makeSerialQueue("start(isOnlyDuplicates:)");
+    auto queue = platform::dispatch::makeSerialQueue("start(isOnlyDuplicates:)");
     _lastProgress = 0;
     std::weak_ptr<DuplicateFileFinder> weakSelf = weak_from_this();
-    _queue->async([weakSelf, isOnlyDuplicates] {
+    // The block keeps its queue alive until it has run; a later start makes
+    // a queue of its own, and the searches take turns on the engine.
+    queue->async([queue, weakSelf, isOnlyDuplicates] {
         auto self = weakSelf.lock();
         if (!self) return;
         dff::DFFResult result = self->find(isOnlyDuplicates);

@@ -61,7 +61,6 @@ private:
     template <class Report>
     void toDelegate(Report report);
 
-    platform::dispatch::QueuePtr _queue;
     // The last progress handed on; written on the search's queue only.
     double _lastProgress = 0;
 };
