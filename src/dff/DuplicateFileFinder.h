@@ -75,8 +75,8 @@ public:
     // Drops the roots and libraries, freeing the whole model. Pointers from
     // a search are invalid afterwards.
     void releaseFiles();
-    // Hands `path` to onCurrentPath, unless less than 0.04 s of processor
-    // time passed since the last report of any finder.
+    // Hands `path` to onCurrentPath, unless less than 0.04 s (on a
+    // monotonic clock) passed since the last report of any finder.
     void notifyCurrentPath(const Path& path);
 
     // True when `extension` (as given: a caller that wants a dot gives it) is
@@ -92,8 +92,8 @@ public:
     // any failure.
     static bool isPackage(const char* path);
 
-    // The processor clock that limits path reports, in microseconds. Tests
-    // replace it (null restores clock()); set it before a search runs.
+    // The clock that limits path reports, in microseconds (monotonic). Tests
+    // replace it (null restores the default); set it before a search runs.
     static void setProcessorClockForTesting(long long (*clock)());
 
     // Settings, written by the owner before a search.
