@@ -17,6 +17,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <vector>
 #include <utility>
 
 namespace dff {
@@ -28,7 +29,9 @@ public:
         Node(const K& key, const V& value, Node* parent) : key(key), values{value}, parent(parent) {}
         K key;
         // In order of arrival; never empty.
-        std::deque<V> values;
+        // A vector, not a deque: most nodes hold one value, and an index may
+        // hold a node for nearly every file of a search.
+        std::vector<V> values;
         // 1 black, 0 red; a new node is red.
         uint8_t color = kRed;
         Node* parent;

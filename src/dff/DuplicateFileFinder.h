@@ -1,8 +1,11 @@
 #pragma once
-// dff::DuplicateFileFinder: the duplicate engine's search. This header holds
-// its settings, its limited path report and the walk that builds the object
-// model for one root: `scanFiles` for a folder, `scanPhotoLibrary` for a
-// photo library, and the filters they apply.
+// dff::DuplicateFileFinder: the duplicate engine's search. `find` turns the
+// root paths into groups of identical files, packages and folders, and
+// groups of similar pictures, all on the calling thread: walk, sort by size,
+// read in passes comparing digests after each, image hashes for what has no
+// twin, links, packages, folders from the leaves up, and a last filter that
+// reports a folder rather than its contents. Progress goes 0.3, 0.5, 0.55
+// (unless only duplicates are asked for), 0.6, 0.8, 0.9.
 //
 // Walk marks: whatever the walk leaves out of its lists, other than "." and
 // "..", and ".DS_Store", marks the directory that holds it `unique`, since
@@ -15,10 +18,13 @@
 //   dff::DuplicateFileFinder finder([](double) {}, [](const dff::Path& p) { show(p); });
 //   finder.paths = {dff::Path("/Users/a/Pictures")};
 //   finder.minFileSize = 1;
+//   std::deque<std::deque<dff::File*>> duplicates, similar;
+//   finder.find(duplicates, similar, false);   // pointers valid until releaseFiles()
 
 #include "dff/Duplicate.h"
 #include "dff/File.h"
 #include "dff/PhotoLibrary.h"
+#include "dff/image/ImageHashValue.h"
 
 #include <dirent.h>
 
@@ -27,6 +33,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -46,13 +53,30 @@ public:
     // Both callbacks must be set; they are called on the thread of the search.
     DuplicateFileFinder(ProgressCallback onProgress, PathCallback onCurrentPath);
 
+    using Group = std::deque<File*>;
+    using Groups = std::deque<Group>;
+
+    // Searches `paths`, appending groups of identical objects (files,
+    // photos, packages, folders) to `duplicates` and, unless
+    // `onlyDuplicates`, groups of similar pictures to `similar`. Never
+    // throws for what it can't read: such things drop out. After stop() it
+    // gives what was found up to then. The pointers live until releaseFiles().
+    void find(Groups& duplicates, Groups& similar, bool onlyDuplicates);
+
+    // Whether two picture hashes count as similar (dff::similarImages).
+    static bool similar(const ImageHashValue& a, const ImageHashValue& b);
+    // 0 when the sets have the same members, 3 when they differ but share
+    // one, 2 when they share none.
+    template <class T>
+    static int compareSet(const std::set<T>& a, const std::set<T>& b);
+
     // Asks the running search to end; safe from any thread.
     void stop() { stopped = true; }
     // Drops the roots and libraries, freeing the whole model. Pointers from
     // a search are invalid afterwards.
     void releaseFiles();
-    // Hands `path` to onCurrentPath, unless less than 0.04 s of processor
-    // time passed since the last report of any finder.
+    // Hands `path` to onCurrentPath, unless less than 0.04 s (on a
+    // monotonic clock) passed since the last report of any finder.
     void notifyCurrentPath(const Path& path);
 
     // True when `extension` (as given: a caller that wants a dot gives it) is
@@ -68,8 +92,8 @@ public:
     // any failure.
     static bool isPackage(const char* path);
 
-    // The processor clock that limits path reports, in microseconds. Tests
-    // replace it (null restores clock()); set it before a search runs.
+    // The clock that limits path reports, in microseconds (monotonic). Tests
+    // replace it (null restores the default); set it before a search runs.
     static void setProcessorClockForTesting(long long (*clock)());
 
     // Settings, written by the owner before a search.
@@ -105,6 +129,40 @@ protected:
     std::shared_ptr<PhotoLibrary> scanPhotoLibrary(const Path& path, Duplicate<long long, File*>& filesBySize,
                                                    Duplicate<long long, Package*>& packagesBySize,
                                                    std::deque<Package*>& unknownSizePackages, int& count);
+
+    // Reads the files of each size in passes, comparing digests after each,
+    // until every file is complete (into `fileHashes`) or has no partner
+    // left (marked unique, and hashed into `images` when it is a picture).
+    void findDuplicateFiles(Duplicate<long long, File*>& filesBySize, Duplicate<ImageHashValue, File*>& images,
+                            Duplicate<HashValue, File*>& fileHashes, double step);
+    // Adds the picture hash of `file` to `images` when it is a readable image.
+    void calcImageHash(File* file, Duplicate<ImageHashValue, File*>& images);
+    void calcImageHash(const std::deque<File*>& files, Duplicate<ImageHashValue, File*>& images);
+    // Groups pictures similar to a seed, merging groups that overlap.
+    void findSimilarFiles(Duplicate<ImageHashValue, File*>& images, Groups& similar);
+    // Links are never reported; one without a twin spoils its folder.
+    void findDuplicateLinks(Duplicate<long long, Symlink*>& linksBySize);
+    void findDuplicatePackages(Duplicate<long long, Package*>& packagesBySize,
+                               std::deque<Package*>& unknownSizePackages, Duplicate<HashValue, Package*>& packageHashes);
+    // Digests each folder under `root` from the kinds, sizes and digests of
+    // its children, leaves first; folders that hold anything unique are left out.
+    void findDuplicateDirectories(Directory* root, Duplicate<HashValue, Directory*>& directoryHashes);
+    // Loners turn unique, members of groups `duplicate`.
+    template <class T>
+    void markDuplicateContainers(Duplicate<HashValue, T*>& index);
+    // Appends each group with a member outside a duplicate container.
+    template <class T>
+    void filter(Duplicate<HashValue, T*>& index, Groups& duplicates);
 };
+
+template <class T>
+int DuplicateFileFinder::compareSet(const std::set<T>& a, const std::set<T>& b) {
+    if (a == b) return 0;
+    const std::set<T>& smaller = a.size() <= b.size() ? a : b;
+    const std::set<T>& larger = a.size() <= b.size() ? b : a;
+    for (const T& member : smaller)
+        if (larger.count(member) != 0) return 3;
+    return 2;
+}
 
 }  // namespace dff

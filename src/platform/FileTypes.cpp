@@ -1,5 +1,6 @@
 #include "platform/FileTypes.h"
 
+#include "platform/ImageService.h"
 #include "platform/Strings.h"
 #include "platform/internal/Installed.h"
 
@@ -27,6 +28,7 @@ constexpr std::array kTypesByExtension = std::to_array<TypeEntry>({
     {"app", "com.apple.application-bundle"},
     {"arw", "com.sony.arw-raw-image"},
     {"avi", "public.avi"},
+    {"avif", "public.avif"},
     {"bmp", "com.microsoft.bmp"},
     {"bundle", "com.apple.bundle"},
     {"c", "public.c-source"},
@@ -45,18 +47,22 @@ constexpr std::array kTypesByExtension = std::to_array<TypeEntry>({
     {"gif", "com.compuserve.gif"},
     {"gz", "org.gnu.gnu-zip-archive"},
     {"h", "public.c-header"},
+    {"hdr", "public.radiance"},
     {"heic", "public.heic"},
     {"heif", "public.heif"},
     {"htm", "public.html"},
     {"html", "public.html"},
     {"icns", "com.apple.icns"},
     {"ico", "com.microsoft.ico"},
+    {"j2k", "public.jpeg-2000"},
     {"jp2", "public.jpeg-2000"},
     {"jpe", "public.jpeg"},
     {"jpeg", "public.jpeg"},
+    {"jpf", "public.jpeg-2000"},
     {"jpg", "public.jpeg"},
     {"js", "com.netscape.javascript-source"},
     {"json", "public.json"},
+    {"jxl", "public.jpeg-xl"},
     {"key", "com.apple.iwork.keynote.key"},
     {"log", "com.apple.log"},
     {"m4a", "com.apple.m4a-audio"},
@@ -70,6 +76,7 @@ constexpr std::array kTypesByExtension = std::to_array<TypeEntry>({
     {"numbers", "com.apple.iwork.numbers.numbers"},
     {"orf", "com.olympus.raw-image"},
     {"pages", "com.apple.iwork.pages.pages"},
+    {"pbm", "public.pbm"},
     {"pdf", "com.adobe.pdf"},
     {"photoslibrary", "com.apple.photos.library"},
     {"pkg", "com.apple.installer-package-archive"},
@@ -85,6 +92,7 @@ constexpr std::array kTypesByExtension = std::to_array<TypeEntry>({
     {"rw2", "com.panasonic.rw2-raw-image"},
     {"sh", "public.shell-script"},
     {"svg", "public.svg-image"},
+    {"svgz", "public.svg-image"},
     {"swift", "public.swift-source"},
     {"tar", "public.tar-archive"},
     {"tga", "com.truevision.tga-image"},
@@ -109,15 +117,19 @@ constexpr std::array<std::string_view, 36> kPackageExtensions = {
     "theater",    "tvlibrary", "vst",          "vst3",         "xcarchive", "xcodeproj",
 };
 
-const std::vector<std::string> kImageTypes = {
-    "com.adobe.photoshop-image", "com.adobe.raw-image",     "com.apple.icns",
-    "com.canon.cr2-raw-image",   "com.canon.cr3-raw-image", "com.canon.crw-raw-image",
-    "com.compuserve.gif",        "com.fuji.raw-image",      "com.ilm.openexr-image",
-    "com.microsoft.bmp",         "com.microsoft.ico",       "com.nikon.raw-image",
-    "com.olympus.raw-image",     "com.panasonic.rw2-raw-image", "com.sony.arw-raw-image",
-    "com.truevision.tga-image",  "org.webmproject.webp",    "public.heic",
-    "public.heif",               "public.jpeg",             "public.jpeg-2000",
-    "public.png",                "public.tiff",
+// The image formats this table knows. Which of them can really be decoded
+// is the image service's answer (imageTypeIdentifiers()).
+constexpr std::array<std::string_view, 29> kImageFormats = {
+    "com.adobe.pdf",             "com.adobe.photoshop-image", "com.adobe.raw-image",
+    "com.apple.icns",            "com.canon.cr2-raw-image",   "com.canon.cr3-raw-image",
+    "com.canon.crw-raw-image",   "com.compuserve.gif",        "com.fuji.raw-image",
+    "com.ilm.openexr-image",     "com.microsoft.bmp",         "com.microsoft.ico",
+    "com.nikon.raw-image",       "com.olympus.raw-image",     "com.panasonic.rw2-raw-image",
+    "com.sony.arw-raw-image",    "com.truevision.tga-image",  "org.webmproject.webp",
+    "public.avif",               "public.heic",               "public.heif",
+    "public.jpeg",               "public.jpeg-2000",          "public.jpeg-xl",
+    "public.pbm",                "public.png",                "public.radiance",
+    "public.svg-image",          "public.tiff",
 };
 
 // The extension of the last component: the text after its last dot, empty
@@ -192,7 +204,25 @@ std::optional<std::string> typeIdentifier(const std::string& path) {
     return "public.data";
 }
 
-const std::vector<std::string>& imageTypeIdentifiers() { return kImageTypes; }
+bool isImageTypeIdentifier(std::string_view identifier) {
+    return std::find(kImageFormats.begin(), kImageFormats.end(), identifier) != kImageFormats.end();
+}
+
+std::optional<std::string> imageTypeIdentifierForExtension(std::string_view extension) {
+    auto identifier = typeIdentifierForExtension(extension);
+    if (!identifier || !isImageTypeIdentifier(*identifier)) return std::nullopt;
+    return identifier;
+}
+
+const std::vector<std::string>& imageTypeIdentifiers() {
+    static const std::vector<std::string> types = [] {
+        const auto& decodable = ImageService::shared().decodableTypeIdentifiers();
+        std::vector<std::string> sorted(decodable.begin(), decodable.end());
+        std::sort(sorted.begin(), sorted.end());
+        return sorted;
+    }();
+    return types;
+}
 
 bool isPackageExtension(std::string_view extension) {
     if (extension.empty()) return false;

@@ -32,7 +32,13 @@ std::optional<std::string> typeIdentifierForContent(std::string_view head);
 // The identifier of the item at `path`, not following a final link. Gives
 // nothing when the item can't be looked at (missing, no rights).
 std::optional<std::string> typeIdentifier(const std::string& path);
-// The identifiers of the image formats the image services can decode.
+// The identifier for an extension (no dot, any case) when it names an image
+// format, or nothing (also for known types that are no pictures).
+std::optional<std::string> imageTypeIdentifierForExtension(std::string_view extension);
+// True when `identifier` is an image format of the table (decodable or not).
+bool isImageTypeIdentifier(std::string_view identifier);
+// The identifiers of the image formats the image services can decode
+// (ImageService::decodableTypeIdentifiers), sorted; made once.
 const std::vector<std::string>& imageTypeIdentifiers();
 
 // True when `extension` (no dot, any case) marks a folder as a package.

@@ -1,6 +1,6 @@
 #include "platform/ImageService.h"
 
-#include "platform/Strings.h"
+#include "platform/FileTypes.h"
 
 #include <vips/vips.h>
 
@@ -12,40 +12,10 @@
 namespace platform {
 namespace {
 
-// File name extensions of the loaders, and the identifiers the platform
-// gives those formats. A loader whose extensions are not here (tables,
+// A loader whose extensions name no image format of the type table (tables,
 // scientific formats) is not counted as an image format.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 23> kExtensionTypes{{
-    {"jpg", "public.jpeg"},
-    {"jpeg", "public.jpeg"},
-    {"jpe", "public.jpeg"},
-    {"png", "public.png"},
-    {"tif", "public.tiff"},
-    {"tiff", "public.tiff"},
-    {"gif", "com.compuserve.gif"},
-    {"heic", "public.heic"},
-    {"heif", "public.heif"},
-    {"avif", "public.avif"},
-    {"webp", "org.webmproject.webp"},
-    {"pdf", "com.adobe.pdf"},
-    {"jp2", "public.jpeg-2000"},
-    {"j2k", "public.jpeg-2000"},
-    {"jpf", "public.jpeg-2000"},
-    {"jxl", "public.jpeg-xl"},
-    {"svg", "public.svg-image"},
-    {"svgz", "public.svg-image"},
-    {"pbm", "public.pbm"},
-    {"exr", "com.ilm.openexr-image"},
-    {"hdr", "public.radiance"},
-    {"bmp", "com.microsoft.bmp"},
-    {"ico", "com.microsoft.ico"},
-}};
-
-std::string_view typeForExtension(std::string_view extension) {
-    std::string lower = lowercase(extension);
-    for (const auto& [ext, type] : kExtensionTypes)
-        if (ext == lower) return type;
-    return {};
+std::string typeForExtension(std::string_view extension) {
+    return imageTypeIdentifierForExtension(extension).value_or(std::string());
 }
 
 void startVips() {
@@ -99,8 +69,8 @@ void* collectLoaderTypes(void* klass, void* a, void*) {
     for (; suffixes != nullptr && *suffixes != nullptr; ++suffixes) {
         std::string_view suffix = *suffixes;
         if (!suffix.empty() && suffix.front() == '.') suffix.remove_prefix(1);
-        std::string_view type = typeForExtension(suffix);
-        if (!type.empty()) types->emplace(type);
+        std::string type = typeForExtension(suffix);
+        if (!type.empty()) types->emplace(std::move(type));
     }
     return nullptr;
 }
@@ -118,7 +88,7 @@ public:
     }
 
     std::string typeIdentifierForExtension(std::string_view extension) override {
-        return std::string(typeForExtension(extension));
+        return typeForExtension(extension);
     }
 
     Image thumbnail(const std::string& path, int maxPixelSize) override {

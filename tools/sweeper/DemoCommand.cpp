@@ -2,6 +2,7 @@
 // step is a function of its own that prints its part (text) or adds it to
 // the JSON document.
 #include "Command.h"
+#include "DupesReport.h"
 #include "Output.h"
 
 #include "Core/rules/AppFileRule.h"
@@ -57,10 +58,13 @@ public:
     SampleFolder& operator=(const SampleFolder&) = delete;
 
     const std::filesystem::path& root() const { return _root; }
-    void write(const std::string& relative, size_t size, char fill) const {
+    void write(const std::string& relative, const std::string& content) const {
         auto path = _root / relative;
         std::filesystem::create_directories(path.parent_path());
-        std::ofstream(path, std::ios::binary) << std::string(size, fill);
+        std::ofstream(path, std::ios::binary) << content;
+    }
+    void write(const std::string& relative, size_t size, char fill) const {
+        write(relative, std::string(size, fill));
     }
 
 private:
@@ -111,12 +115,67 @@ void demoDisk(const Globals& g, nlohmann::json& out) {
                 platform::formatByteCount(total).c_str());
 }
 
+// A 1-bit picture (binary PBM): a dithered diagonal light with a dark disc;
+// `specks` pixels near the corner are flipped, and a comment added, to make a
+// near-identical copy of another size (two files of one size that are
+// complete after their first read part without a picture hash).
+std::string ditheredPicture(int specks) {
+    constexpr int kWidth = 96, kHeight = 72;
+    static constexpr int kBayer[4][4] = {{0, 8, 2, 10}, {12, 4, 14, 6}, {3, 11, 1, 9}, {15, 7, 13, 5}};
+    std::string data = std::string(specks ? "P4\n# edited\n" : "P4\n") + std::to_string(kWidth) + " " + std::to_string(kHeight) + "\n";
+    for (int y = 0; y < kHeight; ++y) {
+        unsigned char byte = 0;
+        for (int x = 0; x < kWidth; ++x) {
+            int dx = x - 60, dy = y - 30;
+            int light = dx * dx + dy * dy < 400 ? 2 : (x + y) * 16 / (kWidth + kHeight);
+            bool black = light <= kBayer[y % 4][x % 4];
+            if (y == 0 && x < specks) black = !black;
+            byte = static_cast<unsigned char>(byte << 1 | (black ? 1 : 0));
+            if (x % 8 == 7) {
+                data.push_back(static_cast<char>(byte));
+                byte = 0;
+            }
+        }
+    }
+    return data;
+}
+
+// A duplicate search over a sample folder it writes: copies of a file,
+// two identical folders, and two near-identical pictures.
+void demoDuplicates(const Globals& g, nlohmann::json& out) {
+    SampleFolder folder;
+    const std::filesystem::path& sample = folder.root();
+    auto write = [&](const std::string& name, const std::string& content) { folder.write(name, content); };
+    write("Documents/report.txt", "Quarterly report: figures and notes.\n");
+    write("Downloads/report (1).txt", "Quarterly report: figures and notes.\n");
+    write("Desktop/report copy.txt", "Quarterly report: figures and notes.\n");
+    write("Desktop/todo.txt", "Sort the pictures.\n");
+    for (const char* album : {"Trip", "Trip copy"}) {
+        write(std::string(album) + "/day1.txt", "Day one: the coast.\n");
+        write(std::string(album) + "/day2.txt", "Day two: the hills, and rain.\n");
+    }
+    write("Pictures/window.pbm", ditheredPicture(0));
+    write("Pictures/window edited.pbm", ditheredPicture(5));
+
+    DupesOptions options;
+    options.roots = {sample.string()};
+    DupesResult result = searchDuplicates(options, false);
+    if (g.json) {
+        out["duplicates"] = dupesJson(result);
+        out["duplicates"]["sampleFolder"] = sample.string();
+    } else {
+        std::printf("Duplicates in the sample folder %s:\n", sample.c_str());
+        printDupes(result);
+    }
+}
+
 CommandRegistration demoCommand{{"demo"}, "A short tour of the library on the shipped resources",
                                 [](CLI::App&, Globals& g) -> Action {
                                     return [&g] {
                                         nlohmann::json out = nlohmann::json::object();
                                         demoRules(g, out);
                                         demoDisk(g, out);
+                                        demoDuplicates(g, out);
                                         if (g.json) printJson(out);
                                         return 0;
                                     };

@@ -1,8 +1,7 @@
 #include "dff/image/ImageFiles.h"
 
 #include "dff/image/ImageHash.h"
-
-#include <sys/stat.h>
+#include "platform/FileTypes.h"
 
 #include <cstdio>
 #include <ctime>
@@ -12,15 +11,6 @@ namespace dff {
 namespace {
 
 platform::ImageService& images() { return platform::ImageService::shared(); }
-
-// The type identifier of an existing file, from its name; "" when the file
-// is missing or the name says nothing.
-std::string typeOfPath(const char* path) {
-    struct stat info;
-    if (path == nullptr || ::lstat(path, &info) != 0) return {};
-    std::string extension = platform::URL::fileURL(path).pathExtension();
-    return extension.empty() ? std::string() : images().typeIdentifierForExtension(extension);
-}
 
 // Reads `count` digits at `at` into `value`; false when any is not a digit.
 bool digits(std::string_view text, size_t at, size_t count, int& value) {
@@ -47,9 +37,18 @@ std::string formatSeconds(double seconds) {
 
 }  // namespace
 
+bool isImage(File& file) {
+    const std::string* type = file.getType();
+    // Asking the table first keeps the image library unloaded for searches
+    // without pictures; the decodable types are all image formats of it.
+    return type != nullptr && platform::isImageTypeIdentifier(*type) &&
+           images().decodableTypeIdentifiers().count(*type) != 0;
+}
+
 bool isImage(const char* path) {
-    std::string type = typeOfPath(path);
-    return !type.empty() && images().decodableTypeIdentifiers().count(type) != 0;
+    if (path == nullptr) return false;
+    File file(Path(path), 0, nullptr);
+    return isImage(file);
 }
 
 platform::Image createImage(const platform::URL& url, int size) { return images().thumbnail(url.path(), size); }
@@ -102,6 +101,8 @@ std::string getImageCreationDate(const Path& path) {
     std::optional<std::string> text = images().exifDateTimeOriginal(path.str());
     return text ? formatExifDate(*text) : std::string();
 }
+
+ImageHashValue hashImage(const File& file) { return hashImage(file.path); }
 
 ImageHashValue hashImage(const Path& path) {
     auto pixels = createGrayscaleImage(path, kHashWidth, kHashHeight);

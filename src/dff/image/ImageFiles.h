@@ -11,6 +11,7 @@
 //       dff::ImageHashValue h = dff::hashImage(path);   // may throw "Failed to read image"
 //   }
 
+#include "dff/File.h"
 #include "dff/Path.h"
 #include "dff/image/ImageHashValue.h"
 #include "platform/ImageService.h"
@@ -28,8 +29,11 @@ namespace dff {
 inline constexpr int kHashWidth = 18;
 inline constexpr int kHashHeight = 16;
 
-// True when the file exists and its type identifier is one the platform can
-// decode (exactly, case included). False for a missing file.
+// True when the file's type identifier (File::getType, cached in the file)
+// is one the platform can decode, exactly, case included. False when the
+// type can't be read (a missing file).
+bool isImage(File& file);
+// The same for a path, through a temporary File; false for null.
 bool isImage(const char* path);
 
 // A thumbnail of at most `size` pixels on its longer side, turned by the
@@ -58,5 +62,6 @@ std::string formatExifDate(std::string_view text);
 // The hash of the picture at `path` with its date. Throws
 // std::runtime_error("Failed to read image") when the file does not decode.
 ImageHashValue hashImage(const Path& path);
+ImageHashValue hashImage(const File& file);
 
 }  // namespace dff

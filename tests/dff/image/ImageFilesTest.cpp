@@ -8,10 +8,15 @@
 #include <gtest/gtest.h>
 #include <vips/vips.h>
 
+#include "platform/FileTypes.h"
+
+#include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <numeric>
 #include <optional>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -91,6 +96,24 @@ TEST_F(ImageFilesTest, ImagesAreKnownByTypeAndOnlyWhenTheyExist) {
     EXPECT_FALSE(dff::isImage(write("jpg", "no extension").c_str()));
     EXPECT_FALSE(dff::isImage((dir / "missing.jpg").c_str()));
     EXPECT_FALSE(dff::isImage(nullptr));
+}
+
+TEST_F(ImageFilesTest, OneTypeTableAnswersForFilesAndTheImageService) {
+    const auto& decodable = platform::ImageService::shared().decodableTypeIdentifiers();
+    const auto& listed = platform::imageTypeIdentifiers();
+    EXPECT_EQ(std::set<std::string>(listed.begin(), listed.end()),
+              std::set<std::string>(decodable.begin(), decodable.end()));
+    EXPECT_TRUE(std::is_sorted(listed.begin(), listed.end()));
+    // Known types that are no pictures are never image formats.
+    EXPECT_FALSE(platform::imageTypeIdentifierForExtension("csv"));
+    EXPECT_EQ(platform::imageTypeIdentifierForExtension("AVIF"), "public.avif");
+
+    // A File keeps the type it read: it stays an image after the file is gone.
+    dff::File file(dff::Path(writeJpeg("kept.jpg", std::vector<uint8_t>(64, 9), 8, 8)), 0, nullptr);
+    EXPECT_TRUE(dff::isImage(file));
+    ASSERT_EQ(std::remove(file.path.cStr()), 0);
+    EXPECT_TRUE(dff::isImage(file));
+    EXPECT_FALSE(dff::isImage(file.path.cStr()));
 }
 
 TEST_F(ImageFilesTest, AnyPictureBecomesExactly18By16GrayBytes) {

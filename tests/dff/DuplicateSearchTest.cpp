@@ -1,0 +1,254 @@
+#include "dff/DuplicateFileFinder.h"
+
+#include "support/ImageBuilder.h"
+#include "support/PhotoLibraryBuilder.h"
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+#include <atomic>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using testing_support::writeFile;
+using testing_support::writeFileOfSize;
+namespace fs = std::filesystem;
+
+// Groups as sorted lists of paths relative to the test folder, themselves
+// sorted, so that a result compares regardless of the indexes' walking order.
+using Names = std::vector<std::vector<std::string>>;
+
+long long alwaysLater() {
+    static std::atomic<long long> now{0};
+    return now += 1000000;
+}
+
+class DuplicateSearch : public ::testing::Test {
+protected:
+    DuplicateSearch() {
+        // Every path report goes through, so tests can act on it.
+        dff::DuplicateFileFinder::setProcessorClockForTesting(alwaysLater);
+        finder.paths = {dff::Path(dir.str())};
+        finder.minFileSize = 1;
+    }
+    ~DuplicateSearch() override { dff::DuplicateFileFinder::setProcessorClockForTesting(nullptr); }
+
+    Names names(const dff::DuplicateFileFinder::Groups& groups) const {
+        Names out;
+        for (const auto& group : groups) {
+            std::vector<std::string> members;
+            for (const dff::File* file : group)
+                members.push_back(file->path.str() == dir.str() ? "." : file->path.str().substr(dir.str().size() + 1));
+            std::sort(members.begin(), members.end());
+            out.push_back(members);
+        }
+        std::sort(out.begin(), out.end());
+        return out;
+    }
+
+    void search(bool onlyDuplicates = false) {
+        duplicates.clear();
+        similar.clear();
+        finder.find(duplicates, similar, onlyDuplicates);
+    }
+
+    testing_support::TempDir dir;
+    std::vector<double> progress;
+    std::vector<std::string> reported;
+    std::function<void(const dff::Path&)> onPath = [](const dff::Path&) {};
+    dff::DuplicateFileFinder finder{[this](double value) { progress.push_back(value); },
+                                    [this](const dff::Path& path) {
+                                        reported.push_back(path.str());
+                                        onPath(path);
+                                    }};
+    dff::DuplicateFileFinder::Groups duplicates, similar;
+};
+
+TEST_F(DuplicateSearch, ReportsEveryStageInOrderEvenWithNothingToSearch) {
+    finder.paths.clear();
+    search();
+    EXPECT_EQ(progress, (std::vector<double>{0.3, 0.5, 0.55, 0.6, 0.8, 0.9}));
+    EXPECT_TRUE(duplicates.empty());
+
+    progress.clear();
+    search(true);
+    EXPECT_EQ(progress, (std::vector<double>{0.3, 0.5, 0.6, 0.8, 0.9}));
+}
+
+TEST_F(DuplicateSearch, ProgressRisesWithinTheFileStageAndNeverPastIt) {
+    for (int i = 0; i < 20; ++i) writeFileOfSize(dir / ("f" + std::to_string(i)), 5000 + i % 3, 'a');
+    search(true);
+    ASSERT_GT(progress.size(), 5u);
+    EXPECT_TRUE(std::is_sorted(progress.begin(), progress.end()));
+    EXPECT_EQ(progress.front(), 0.3);
+    EXPECT_EQ(progress.back(), 0.9);
+    EXPECT_LE(*std::upper_bound(progress.begin(), progress.end(), 0.3), 0.5);
+}
+
+TEST_F(DuplicateSearch, FilesEqualOnlyInTheirFirstBlockAreNoDuplicates) {
+    std::string head(4096, 'h');
+    writeFile(dir / "a", head + std::string(904, 'x'));
+    writeFile(dir / "b", head + std::string(904, 'x'));
+    writeFile(dir / "c", head + std::string(903, 'x') + "y");
+    writeFile(dir / "other/d", std::string(5000, 'z'));  // same size, differs at once
+    writeFile(dir / "lone", "alone of its size");
+    search();
+    EXPECT_EQ(names(duplicates), (Names{{"a", "b"}}));
+    // The complete twins share one digest; the rest are marked as unproven.
+    const auto& root = *finder.directories.at(0);
+    for (const auto& child : root.children) {
+        std::string name = fs::path(child->path.str()).filename();
+        bool twin = name == "a" || name == "b";
+        EXPECT_EQ(child->unique, !twin) << name;
+    }
+    EXPECT_TRUE(root.unique);
+}
+
+TEST_F(DuplicateSearch, IdenticalFoldersAreReportedAsFoldersAndAThirdCopyWhole) {
+    for (const char* folder : {"one", "two"}) {
+        writeFile(dir / (std::string(folder) + "/x.txt"), "same x");
+        writeFile(dir / (std::string(folder) + "/sub/y.txt"), "same y, deeper");
+    }
+    writeFile(dir / "unique.txt", "no twin");
+    search();
+    // The files and subfolders inside are not reported: their folders are.
+    EXPECT_EQ(names(duplicates), (Names{{"one", "two"}}));
+
+    // Folder names play no part, but a third copy of a file outside is
+    // reported with the copies inside.
+    finder.releaseFiles();
+    writeFile(dir / "elsewhere/x-copy.txt", "same x");
+    search();
+    EXPECT_EQ(names(duplicates), (Names{{"elsewhere/x-copy.txt", "one/x.txt", "two/x.txt"}, {"one", "two"}}));
+}
+
+TEST_F(DuplicateSearch, AnExcludedFileSpoilsItsFolderButNotItsSiblings) {
+    for (const char* folder : {"one", "two"}) writeFile(dir / (std::string(folder) + "/x.txt"), "same x");
+    writeFile(dir / "two/skip.tmp", "left out");
+    finder.excludeExtensions = {".tmp"};
+    search();
+    EXPECT_EQ(names(duplicates), (Names{{"one/x.txt", "two/x.txt"}}));
+}
+
+TEST_F(DuplicateSearch, LinksKeepOrSpoilTheirFolders) {
+    for (const char* folder : {"one", "two", "three"}) writeFile(dir / (std::string(folder) + "/x.txt"), "same x");
+    fs::create_symlink("target", dir / "one/link");
+    fs::create_symlink("target", dir / "two/link");
+    fs::create_symlink("tarjet", dir / "three/link");  // same size, other target
+    search();
+    EXPECT_EQ(names(duplicates), (Names{{"one", "two"}, {"one/x.txt", "three/x.txt", "two/x.txt"}}));
+}
+
+TEST_F(DuplicateSearch, PackagesAreComparedByTheirInsides) {
+    for (const char* package : {"A.app", "B.app", "C.app"}) writeFile(dir / (std::string(package) + "/Contents/bin"), "binary");
+    writeFile(dir / "C.app/Contents/extra", "more");
+    search();
+    // The packages' insides are never walked as files.
+    EXPECT_EQ(names(duplicates), (Names{{"A.app", "B.app"}}));
+}
+
+TEST_F(DuplicateSearch, AFileThatVanishesBeforeItIsReadTakesNoPart) {
+    for (const char* name : {"a", "b", "gone"}) writeFile(dir / name, "three copies");
+    bool walked = false;
+    finder.onProgress = [&](double value) { walked = walked || value == 0.3; };
+    onPath = [&](const dff::Path& path) {
+        if (walked && path.str() == dir / "gone") std::remove(path.cStr());
+    };
+    search();
+    EXPECT_EQ(names(duplicates), (Names{{"a", "b"}}));
+}
+
+TEST_F(DuplicateSearch, StopEndsTheSearchWithWhatWasFound) {
+    for (int i = 0; i < 50; ++i) writeFile(dir / ("d" + std::to_string(i) + "/f"), "same in every folder");
+    finder.onProgress = [&](double value) {
+        progress.push_back(value);
+        if (value > 0.3 && value < 0.5) finder.stop();
+    };
+    search();
+    EXPECT_TRUE(duplicates.empty()) << "nothing was complete when it stopped";
+    EXPECT_EQ(progress.back(), 0.9);
+
+    // The next search starts afresh.
+    finder.releaseFiles();
+    finder.onProgress = [](double) {};
+    search();
+    ASSERT_EQ(duplicates.size(), 1u);
+    EXPECT_EQ(duplicates[0].size(), 50u) << "the folders, not the files inside";
+}
+
+TEST_F(DuplicateSearch, StopFromAnotherThreadIsSeen) {
+    for (int i = 0; i < 200; ++i) writeFileOfSize(dir / ("f" + std::to_string(i)), 20000, 'q');
+    std::atomic<bool> started{false};
+    finder.onProgress = [&](double) { started = true; };
+    std::thread stopper([&] {
+        while (!started) std::this_thread::yield();
+        finder.stop();
+    });
+    search();
+    stopper.join();
+    EXPECT_TRUE(finder.stopped);
+    for (const auto& group : duplicates) EXPECT_GE(group.size(), 2u);
+}
+
+class SimilarSearch : public DuplicateSearch {
+protected:
+    void writePictures() {
+        std::vector<uint8_t> gradient = testing_support::horizontalGradient(64, 48);
+        writeFile(dir / "a.jpg", testing_support::encodeJpeg(gradient, 64, 48, 1));
+        gradient[0] ^= 0x40;  // a speck: another file, the same picture to the eye
+        writeFile(dir / "b.jpg", testing_support::encodeJpeg(gradient, 64, 48, 1, {.exifSegment = "", .orientation = 0, .quality = 70}));
+        // Not a mirror image: an inverted average hash folds to the same key.
+        std::vector<uint8_t> vertical(64 * 48);
+        for (size_t i = 0; i < vertical.size(); ++i) vertical[i] = uint8_t(255 * (i / 64) / 47);
+        writeFile(dir / "c.jpg", testing_support::encodeJpeg(vertical, 64, 48, 1));
+    }
+};
+
+TEST_F(SimilarSearch, LonePicturesAreGroupedWhenAlike) {
+    writePictures();
+    search();
+    EXPECT_TRUE(duplicates.empty());
+    EXPECT_EQ(names(similar), (Names{{"a.jpg", "b.jpg"}}));
+
+    finder.releaseFiles();
+    search(true);
+    EXPECT_TRUE(similar.empty());
+}
+
+TEST_F(DuplicateSearch, PhotosOfALibraryTakePartAsFiles) {
+    std::string lib = dir / "Pictures.photoslibrary";
+    writeFile(lib + "/originals/A/a.jpg", "a photo's bytes");
+    writeFile(lib + "/originals/B/b.jpg", "another photo");
+    testing_support::NewLibrary content;
+    content.assets = {{.uuid = "ID-A", .directory = "A", .filename = "a.jpg"},
+                      {.uuid = "ID-B", .directory = "B", .filename = "b.jpg"}};
+    testing_support::writeNewLibrary(lib, content);
+    writeFile(dir / "loose/a-copy.jpg", "a photo's bytes");
+    finder.paths = {dff::Path(lib), dff::Path(dir / "loose")};
+    search();
+    ASSERT_EQ(duplicates.size(), 1u);
+    ASSERT_EQ(duplicates[0].size(), 2u);
+    const dff::Photo* photo = nullptr;
+    for (dff::File* member : duplicates[0])
+        if (auto* p = dynamic_cast<dff::Photo*>(member)) photo = p;
+    ASSERT_NE(photo, nullptr);
+    EXPECT_EQ(photo->id, "ID-A");
+    EXPECT_EQ(finder.libraries.size(), 1u);
+}
+
+TEST(CompareSet, TellsSameOverlappingAndApart) {
+    using dff::DuplicateFileFinder;
+    EXPECT_EQ(DuplicateFileFinder::compareSet(std::set<int>{1, 2}, std::set<int>{2, 1}), 0);
+    EXPECT_EQ(DuplicateFileFinder::compareSet(std::set<int>{1, 2}, std::set<int>{2, 3, 4}), 3);
+    EXPECT_EQ(DuplicateFileFinder::compareSet(std::set<int>{1}, std::set<int>{1, 2}), 3);
+    EXPECT_EQ(DuplicateFileFinder::compareSet(std::set<int>{1, 2}, std::set<int>{3}), 2);
+}
+
+}  // namespace

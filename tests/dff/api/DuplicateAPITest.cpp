@@ -1,0 +1,179 @@
+#include "dff/api/DuplicateFileFinder.h"
+
+#include "support/ImageBuilder.h"
+#include "support/MainLoopPump.h"
+#include "support/PhotoLibraryBuilder.h"
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+using testing_support::writeFile;
+
+// Records what arrives, and where.
+class RecordingDelegate : public Core::DuplicateFileFinderDelegate {
+public:
+    void current(const platform::URL&) override { note("current"); }
+    void progress(double value) override {
+        note("progress");
+        values.push_back(value);
+        if (onProgress) onProgress(value);
+    }
+    void completion(const Core::DuplicateGroups& d, const Core::DuplicateGroups& s) override {
+        note("completion");
+        duplicates = d;
+        similar = s;
+    }
+
+    void note(const char* what) {
+        calls.push_back(what);
+        offMain += platform::dispatch::isMainThread() ? 0 : 1;
+    }
+    int completions() const { return int(std::count(calls.begin(), calls.end(), std::string("completion"))); }
+
+    std::vector<std::string> calls;
+    std::vector<double> values;
+    int offMain = 0;
+    std::function<void(double)> onProgress;
+    Core::DuplicateGroups duplicates, similar;
+};
+
+class DuplicateAPI : public ::testing::Test {
+protected:
+    DuplicateAPI() {
+        platform::dispatch::declareMainThread();
+        finder->delegate = delegate;
+        finder->setRootFolderURLs({platform::URL::fileURL(dir.str(), true)});
+        finder->setMinFileSize(1);
+        finder->setExcludePaths({});
+        finder->setExcludeExtensions({});
+    }
+    ~DuplicateAPI() override { finder->delegate.reset(); }
+
+    void runSearch(bool onlyDuplicates) {
+        finder->start(onlyDuplicates);
+        ASSERT_TRUE(testing_support::pumpMainLoopUntil([&] { return delegate->completions() > 0; }));
+        // Nothing is queued behind the completion.
+        ASSERT_TRUE(testing_support::drainMainQueue());
+    }
+
+    testing_support::TempDir dir;
+    std::shared_ptr<Core::DuplicateFileFinder> finder = Core::DuplicateFileFinder::shared();
+    std::shared_ptr<RecordingDelegate> delegate = std::make_shared<RecordingDelegate>();
+};
+
+TEST_F(DuplicateAPI, ReportsArriveOnTheMainThreadInOrderWithOneCompletionLast) {
+    std::string lib = dir / "Pictures.photoslibrary";
+    writeFile(lib + "/originals/A/a.jpg", "a photo's bytes");
+    testing_support::NewLibrary content;
+    content.assets = {{.uuid = "ID-A", .directory = "A", .filename = "a.jpg"}};
+    testing_support::writeNewLibrary(lib, content);
+    writeFile(dir / "loose/a-copy.jpg", "a photo's bytes");
+    for (const char* folder : {"one/", "two/"}) writeFile(dir / (std::string(folder) + "x"), "same x");
+    finder->setRootFolderURLs({platform::URL::fileURL(lib), platform::URL::fileURL(dir / "loose", true),
+                               platform::URL::fileURL(dir / "one", true), platform::URL::fileURL(dir / "two", true)});
+    runSearch(false);
+
+    EXPECT_EQ(delegate->offMain, 0);
+    EXPECT_EQ(delegate->completions(), 1);
+    EXPECT_EQ(delegate->calls.back(), "completion");
+    EXPECT_TRUE(std::is_sorted(delegate->values.begin(), delegate->values.end()));
+    EXPECT_EQ(delegate->values.front(), 0.3);
+    EXPECT_EQ(delegate->values.back(), 0.9);
+
+    std::set<std::string> photos, files;
+    for (const auto& group : delegate->duplicates)
+        for (const Core::Duplicate& member : group) {
+            if (const Core::Photo* photo = member.photo())
+                photos.insert(photo->id + " " + photo->file.url().path());
+            else
+                files.insert(member.file().url().path() + " " + std::to_string(member.file().size()));
+        }
+    EXPECT_EQ(photos, (std::set<std::string>{"ID-A " + lib + "/originals/A/a.jpg"}));
+    // The two root folders are reported as folders with their summed size.
+    EXPECT_EQ(files, (std::set<std::string>{dir / "loose/a-copy.jpg 15", dir / "one 6", dir / "two 6"}));
+}
+
+TEST_F(DuplicateAPI, OnlyDuplicatesLeavesTheSimilarGroupsEmpty) {
+    std::vector<uint8_t> gradient = testing_support::horizontalGradient(64, 48);
+    writeFile(dir / "a.jpg", testing_support::encodeJpeg(gradient, 64, 48, 1));
+    gradient[0] ^= 0x40;
+    writeFile(dir / "b.jpg", testing_support::encodeJpeg(gradient, 64, 48, 1));
+    runSearch(false);
+    EXPECT_EQ(delegate->similar.size(), 1u);
+    EXPECT_TRUE(delegate->duplicates.empty());
+
+    delegate->calls.clear();
+    runSearch(true);
+    EXPECT_TRUE(delegate->similar.empty());
+    EXPECT_EQ(std::count(delegate->values.begin(), delegate->values.end(), 0.55), 1) << "only the first search";
+}
+
+TEST_F(DuplicateAPI, StopStillGivesOneCompletion) {
+    for (int i = 0; i < 400; ++i) testing_support::writeFileOfSize(dir / ("f" + std::to_string(i)), 64 * 1024, 'q');
+    delegate->onProgress = [&](double) { finder->stop(); };
+    runSearch(true);
+    EXPECT_EQ(delegate->completions(), 1);
+    EXPECT_EQ(delegate->calls.back(), "completion");
+    EXPECT_EQ(delegate->offMain, 0);
+}
+
+TEST_F(DuplicateAPI, SearchesStartedBackToBackEachComplete) {
+    writeFile(dir / "a", "same");
+    writeFile(dir / "b", "same");
+    finder->start(true);
+    finder->start(true);
+    ASSERT_TRUE(testing_support::pumpMainLoopUntil([&] { return delegate->completions() == 2; }));
+    ASSERT_TRUE(testing_support::drainMainQueue());
+    EXPECT_EQ(delegate->completions(), 2);
+    ASSERT_EQ(delegate->duplicates.size(), 1u);
+    EXPECT_EQ(delegate->duplicates[0].size(), 2u);
+}
+
+TEST(DuplicateRecords, EngineObjectsBecomeFilesAndPhotos) {
+    auto library = dff::make<dff::PhotoLibrary>(dff::Path("/l.photoslibrary"), nullptr);
+    library->photos.emplace_back("P1", dff::Path("/l.photoslibrary/originals/p.jpg"), 10, library.get());
+    auto folder = dff::make<dff::Directory>(dff::Path("/d"), nullptr);
+    folder->size = 300;
+    dff::File plain(dff::Path("/f"), 10, nullptr);
+    dff::File pathless(dff::Path(""), 10, nullptr);
+    dff::DuplicateFileFinder::Groups groups{{&library->photos.front(), &plain}, {folder.get()}, {&pathless}};
+
+    Core::DuplicateGroups records =
+        Core::DuplicateFileFinder::records(dff::DFFDuplicateFileFinder::convertResult(groups));
+    ASSERT_EQ(records.size(), 3u);
+    ASSERT_EQ(records[0].size(), 2u);
+    ASSERT_NE(records[0][0].photo(), nullptr);
+    EXPECT_EQ(records[0][0].photo()->id, "P1");
+    EXPECT_EQ(records[0][1].photo(), nullptr);
+    EXPECT_EQ(records[0][1].file().url().path(), "/f");
+    ASSERT_EQ(records[1].size(), 1u);
+    EXPECT_EQ(records[1][0].file().size(), 300);
+    EXPECT_TRUE(records[2].empty()) << "a group is kept even when no member made it";
+
+    // Photos are the same photo by their file, whatever their identifiers.
+    Core::Photo a{"1", Core::File(platform::URL::fileURL("/x.jpg"), 1)};
+    Core::Photo b{"2", Core::File(platform::URL::fileURL("/x.jpg"), 1)};
+    EXPECT_EQ(a, b);
+}
+
+TEST(PhotoThumbnails, OnlyExistingImagesGiveThumbnails) {
+    testing_support::TempDir dir;
+    EXPECT_FALSE(Core::Photo::createThumbnailIfIsImage(dir / "missing.jpg", 50));
+    writeFile(dir / "a.txt", "text");
+    EXPECT_FALSE(Core::Photo::createThumbnailIfIsImage(dir / "a.txt", 50));
+    writeFile(dir / "a.jpg", testing_support::encodeJpeg(testing_support::horizontalGradient(64, 48), 64, 48, 1));
+    EXPECT_TRUE(Core::Photo::isImage(dir / "a.jpg"));
+    platform::Image thumb = Core::Photo::createThumbnailIfIsImage(dir / "a.jpg", 32);
+    ASSERT_TRUE(thumb);
+    EXPECT_EQ(thumb.width(), 32);
+    EXPECT_EQ(thumb.height(), 24);
+}
+
+}  // namespace
