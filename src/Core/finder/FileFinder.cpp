@@ -84,16 +84,8 @@ public:
             return;
         }
 
-        const CaseInsensitiveString& name = f.matcher.name();
-        auto it = d.children.find(name);
-        if (it == d.children.end()) {
-            if (d.scanned) return;
-            if (!_fs.fileExists(d.url.appending(name.origin()).path())) {
-                d.children.emplace(name, FileNode::notExists());
-                return;
-            }
-            it = d.children.emplace(name, FileNode::unknown()).first;
-        }
+        auto it = lookUp(d, f.matcher.name());
+        if (it == d.children.end()) return;
         FileNode& node = it->second;
         switch (node.nodeCase()) {
             case FileNode::Case::file:
@@ -146,16 +138,8 @@ public:
             return;
         }
 
-        const CaseInsensitiveString& name = m.matcher.name();
-        auto it = d.children.find(name);
-        if (it == d.children.end()) {
-            if (d.scanned) return;
-            if (!_fs.fileExists(d.url.appending(name.origin()).path())) {
-                d.children.emplace(name, FileNode::notExists());
-                return;
-            }
-            it = d.children.emplace(name, FileNode::unknown()).first;
-        }
+        auto it = lookUp(d, m.matcher.name());
+        if (it == d.children.end()) return;
         FileNode& node = it->second;
         switch (node.nodeCase()) {
             case FileNode::Case::directory: descend(c, node.directoryInfo()); return;
@@ -171,6 +155,18 @@ public:
     }
 
 private:
+    using Children = std::unordered_map<CaseInsensitiveString, FileNode>;
+
+    // The entry of an exact name, asking the disk at most once per name:
+    // end() when a scanned directory lacks it; a missing name is stored as
+    // `notExists`, an existing one as `unknown`.
+    Children::iterator lookUp(DirectoryInfo& d, const CaseInsensitiveString& name) {
+        auto it = d.children.find(name);
+        if (it != d.children.end() || d.scanned) return it;
+        bool exists = _fs.fileExists(d.url.appending(name.origin()).path());
+        return d.children.emplace(name, exists ? FileNode::unknown() : FileNode::notExists()).first;
+    }
+
     // Visits every name of `d` with its node (null for a name listed now
     // and not known before): the known names of a scanned directory, or a
     // fresh listing, which marks it scanned. False when it can't be listed.

@@ -219,50 +219,47 @@ TEST(FileManagerTest, SizeOfFilesAndDirectories) {
     EXPECT_EQ(probe.calls, 2) << "an interrupted scan doesn't walk";
 }
 
-TEST(FileManagerTest, UnreadableDirectoriesAreSizedByTheHelper) {
+// A folder whose native walk is refused for want of rights.
+class PrivilegedSizeTest : public testing::Test {
+protected:
+    void SetUp() override {
+        writeFile(dir / "d/inner", "x");
+        probe.error = EACCES;
+    }
+    int64_t sizeOfFolder() { return FileManager::size(platform::URL::fileURL(dir / "d")); }
     TempDir dir;
-    writeFile(dir / "d/inner", "x");
     SizerProbe probe;
-    probe.error = EACCES;
+    std::shared_ptr<FakeHelper> helper = std::make_shared<FakeHelper>();
+};
 
+TEST_F(PrivilegedSizeTest, UnreadableDirectoriesAreSizedByTheHelper) {
     // No helper to be had: the size is unknown, hence 0.
     FileManager::setHelperProviderForTesting([](std::function<void()>) { return nullptr; });
-    EXPECT_EQ(FileManager::size(platform::URL::fileURL(dir / "d")), 0);
+    EXPECT_EQ(sizeOfFolder(), 0);
 
-    auto helper = std::make_shared<FakeHelper>();
     helper->answer = 9000;
-    FileManager::setHelperProviderForTesting([helper](std::function<void()>) { return helper; });
-    EXPECT_EQ(FileManager::size(platform::URL::fileURL(dir / "d")), 9000);
+    FileManager::setHelperProviderForTesting([this](std::function<void()>) { return helper; });
+    EXPECT_EQ(sizeOfFolder(), 9000);
     EXPECT_EQ(helper->asked.get_future().get(), dir / "d");
 
     // Other errors don't go to the helper.
     probe.error = EIO;
-    EXPECT_EQ(FileManager::size(platform::URL::fileURL(dir / "d")), 0);
+    EXPECT_EQ(sizeOfFolder(), 0);
 }
 
-TEST(FileManagerTest, InterruptingAScanStopsTheHelpersSizing) {
-    TempDir dir;
-    writeFile(dir / "d/inner", "x");
-    SizerProbe probe;
-    probe.error = EACCES;
-    auto helper = std::make_shared<FakeHelper>();
-    FileManager::setHelperProviderForTesting([helper](std::function<void()>) { return helper; });
+TEST_F(PrivilegedSizeTest, InterruptingAScanStopsTheHelpersSizing) {
+    FileManager::setHelperProviderForTesting([this](std::function<void()>) { return helper; });
     auto context = FileFinderContext::make([](platform::URL) {});
     auto asked = helper->asked.get_future();
 
-    std::thread scan([&] { runInScan(context, [&] { EXPECT_EQ(FileManager::size(platform::URL::fileURL(dir / "d")), 77); }); });
+    std::thread scan([&] { runInScan(context, [&] { EXPECT_EQ(sizeOfFolder(), 77); }); });
     asked.wait();
     context->interrupt();
     scan.join();
     EXPECT_EQ(helper->stops, 1);
 }
 
-TEST(FileManagerTest, LostHelperConnectionEndsTheWait) {
-    TempDir dir;
-    writeFile(dir / "d/inner", "x");
-    SizerProbe probe;
-    probe.error = EACCES;
-    auto helper = std::make_shared<FakeHelper>();
+TEST_F(PrivilegedSizeTest, LostHelperConnectionEndsTheWait) {
     std::function<void()> lost;
     std::mutex lostMutex;
     FileManager::setHelperProviderForTesting([&](std::function<void()> onLost) {
@@ -271,7 +268,7 @@ TEST(FileManagerTest, LostHelperConnectionEndsTheWait) {
         return helper;
     });
     auto asked = helper->asked.get_future();
-    auto size = std::async(std::launch::async, [&] { return FileManager::size(platform::URL::fileURL(dir / "d")); });
+    auto size = std::async(std::launch::async, [&] { return sizeOfFolder(); });
     asked.wait();
     {
         std::lock_guard lock(lostMutex);
