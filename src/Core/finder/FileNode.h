@@ -12,7 +12,6 @@
 #include "Core/finder/FileInfo.h"
 
 #include <memory>
-#include <variant>
 
 namespace Core {
 
@@ -22,24 +21,28 @@ class FileNode {
 public:
     enum class Case : unsigned char { file, directory, unknown, notExists };
 
-    static FileNode file(std::shared_ptr<FileInfo> info) { return FileNode(Storage(std::move(info))); }
-    static FileNode directory(std::shared_ptr<DirectoryInfo> info) { return FileNode(Storage(std::move(info))); }
-    static FileNode unknown() { return FileNode(Storage(Unknown{})); }
-    static FileNode notExists() { return FileNode(Storage(NotExists{})); }
+    static FileNode file(std::shared_ptr<FileInfo> info) { return FileNode(Case::file, std::move(info), nullptr); }
+    static FileNode directory(std::shared_ptr<DirectoryInfo> info) {
+        return FileNode(Case::directory, nullptr, std::move(info));
+    }
+    static FileNode unknown() { return FileNode(Case::unknown, nullptr, nullptr); }
+    static FileNode notExists() { return FileNode(Case::notExists, nullptr, nullptr); }
 
-    Case nodeCase() const { return static_cast<Case>(_value.index()); }
-    bool isFile() const { return _value.index() == 0; }
-    bool isDirectory() const { return _value.index() == 1; }
-    // Only valid for the matching case.
-    const std::shared_ptr<FileInfo>& fileInfo() const { return std::get<0>(_value); }
-    const std::shared_ptr<DirectoryInfo>& directoryInfo() const { return std::get<1>(_value); }
+    Case nodeCase() const { return _case; }
+    bool isFile() const { return _case == Case::file; }
+    bool isDirectory() const { return _case == Case::directory; }
+    // Null unless the node is of the matching case.
+    const std::shared_ptr<FileInfo>& fileInfo() const { return _file; }
+    const std::shared_ptr<DirectoryInfo>& directoryInfo() const { return _directory; }
 
 private:
-    struct Unknown {};
-    struct NotExists {};
-    using Storage = std::variant<std::shared_ptr<FileInfo>, std::shared_ptr<DirectoryInfo>, Unknown, NotExists>;
-    explicit FileNode(Storage value) : _value(std::move(value)) {}
-    Storage _value;
+    // Two plain pointers rather than a variant: nodes are assigned in place
+    // as knowledge grows, and this keeps that a pair of pointer moves.
+    FileNode(Case c, std::shared_ptr<FileInfo> file, std::shared_ptr<DirectoryInfo> directory)
+        : _case(c), _file(std::move(file)), _directory(std::move(directory)) {}
+    Case _case;
+    std::shared_ptr<FileInfo> _file;
+    std::shared_ptr<DirectoryInfo> _directory;
 };
 
 }  // namespace Core
