@@ -247,3 +247,23 @@ INSTANTIATE_TEST_SUITE_P(EachKind, TimedWaitTest, testing::ValuesIn(timedKinds()
                          [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace
+
+// A waiter owns the primitive and destroys it as soon as its wait returns,
+// while the signalling thread may still be waking it (ThreadSanitizer saw
+// the condition variable destroyed under a notify).
+TEST(DispatchLifetimeTest, WaiterMayDestroyWhatItWaitedOnAtOnce) {
+    auto queue = platform::dispatch::makeConcurrentQueue("lifetime");
+    for (int i = 0; i < 200; ++i) {
+        {
+            platform::dispatch::Semaphore done(0);
+            queue->async([&done] { done.signal(); });
+            done.wait();
+        }
+        {
+            platform::dispatch::Group group;
+            group.enter();
+            queue->async([&group] { group.leave(); });
+            group.wait();
+        }
+    }
+}

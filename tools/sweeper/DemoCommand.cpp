@@ -7,8 +7,17 @@
 #include "Core/rules/AppFileRule.h"
 #include "Core/rules/Resources.h"
 #include "Core/rules/RuleManager.h"
+#include "disk/OMFolderExtractor.h"
+#include "platform/ByteCountFormatter.h"
+
+#include <sys/stat.h>
 
 #include <cstdio>
+#include <cstdlib>
+#include <deque>
+#include <filesystem>
+#include <fstream>
+#include <string>
 
 namespace sweeper {
 namespace {
@@ -32,11 +41,82 @@ void demoRules(const Globals& g, nlohmann::json& out) {
     std::printf("  compiled matchers: %zu for application files, %zu for junk\n", allNodes, junkNodes);
 }
 
+// A sample folder the demo writes for itself and removes at the end.
+class SampleFolder {
+public:
+    SampleFolder() {
+        std::string templ = (std::filesystem::temp_directory_path() / "sweeper-demo-XXXXXX").string();
+        if (::mkdtemp(templ.data()) == nullptr) throw CommandError("cannot make a sample folder");
+        _root = templ;
+    }
+    ~SampleFolder() {
+        std::error_code ec;
+        std::filesystem::remove_all(_root, ec);
+    }
+    SampleFolder(const SampleFolder&) = delete;
+    SampleFolder& operator=(const SampleFolder&) = delete;
+
+    const std::filesystem::path& root() const { return _root; }
+    void write(const std::string& relative, size_t size, char fill) const {
+        auto path = _root / relative;
+        std::filesystem::create_directories(path.parent_path());
+        std::ofstream(path, std::ios::binary) << std::string(size, fill);
+    }
+
+private:
+    std::filesystem::path _root;
+};
+
+// Disk space: the bulk reader lists every folder of a small home once (a
+// hard link counts once) and the directory size sums it.
+void demoDisk(const Globals& g, nlohmann::json& out) {
+    SampleFolder sample;
+    sample.write("Library/Caches/com.example.Notes/index.db", 48 * 1024, 'n');
+    sample.write("Library/Logs/Notes/notes.log", 12 * 1024, 'l');
+    sample.write("Documents/report.txt", 20 * 1024, 'r');
+    sample.write("Documents/Archive/report copy.txt", 20 * 1024, 'r');
+    std::filesystem::create_hard_link(sample.root() / "Documents/report.txt", sample.root() / "Documents/hard link.txt");
+
+    struct stat st {};
+    if (::stat(sample.root().c_str(), &st) != 0) throw CommandError("cannot read the sample folder");
+    Core::OMFolderExtractor::setupScanContextWithDeviceNumber(st.st_dev);
+    Core::OMFolderExtractor::isAlreadyPresent(st.st_ino);
+    size_t folders = 0, files = 0;
+    uint64_t listed = 0;
+    std::deque<std::string> pending{sample.root().string()};
+    while (!pending.empty()) {
+        std::string folder = pending.front();
+        pending.pop_front();
+        Core::OMFolderExtractor::extractFolderUsingAttrListMethodWith(
+            folder,
+            [&](std::vector<Core::OMFolderElement> found) {
+                for (const auto& element : found) pending.push_back(element.path());
+                folders += found.size();
+            },
+            [&](std::vector<Core::OMFolderElement> found) {
+                for (const auto& element : found) listed += element.size();
+                files += found.size();
+            },
+            [] {});
+    }
+    int32_t error = 0;
+    int64_t total = Core::GetDirectorySize(sample.root().c_str(), nullptr, &error);
+    if (g.json) {
+        out["disk"] = {{"folders", folders}, {"files", files}, {"listedBytes", listed}, {"directorySize", total}};
+        return;
+    }
+    std::printf("Disk: a sample home of %zu folders and %zu files (one hard link listed once)\n", folders, files);
+    std::printf("  allocated: %s listed, %s by the directory size, which counts every name of a hard link\n",
+                platform::formatByteCount(static_cast<int64_t>(listed)).c_str(),
+                platform::formatByteCount(total).c_str());
+}
+
 CommandRegistration demoCommand{{"demo"}, "A short tour of the library on the shipped resources",
                                 [](CLI::App&, Globals& g) -> Action {
                                     return [&g] {
                                         nlohmann::json out = nlohmann::json::object();
                                         demoRules(g, out);
+                                        demoDisk(g, out);
                                         if (g.json) printJson(out);
                                         return 0;
                                     };

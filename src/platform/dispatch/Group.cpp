@@ -16,7 +16,8 @@ struct GroupState {
     std::vector<std::pair<QueuePtr, std::function<void()>>> notifies GUARDED_BY(mutex);
 };
 
-void leaveGroup(const std::shared_ptr<GroupState>& group) {
+// By value: a waiter may destroy the Group as soon as the count reaches zero.
+void leaveGroup(std::shared_ptr<GroupState> group) {
     std::vector<std::pair<QueuePtr, std::function<void()>>> due;
     {
         MutexLock lock(group->mutex);

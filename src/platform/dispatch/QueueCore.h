@@ -110,6 +110,6 @@ private:
 };
 
 // Leaves a group on behalf of an item (Group.cpp).
-void leaveGroup(const std::shared_ptr<GroupState>& group);
+void leaveGroup(std::shared_ptr<GroupState> group);
 
 }  // namespace platform::dispatch::internal

@@ -35,11 +35,14 @@ Semaphore::Semaphore(long value) : _state(std::make_shared<internal::SemaphoreSt
 Semaphore::~Semaphore() = default;
 
 void Semaphore::signal() {
+    // The waiter may destroy this semaphore as soon as the count is up: wake
+    // it through a reference of our own.
+    auto state = _state;
     {
-        internal::MutexLock lock(_state->mutex);
-        ++_state->value;
+        internal::MutexLock lock(state->mutex);
+        ++state->value;
     }
-    _state->cv.notify_one();
+    state->cv.notify_one();
 }
 
 void Semaphore::wait() { take(_state.get(), Clock::TimePoint::max(), _state); }

@@ -35,7 +35,9 @@ WorkItem::WorkItem(std::function<void()> block)
 WorkItem::~WorkItem() = default;
 
 void WorkItem::perform() {
-    auto* s = _state.get();
+    // Our own reference: a waiter may drop the item once it is finished.
+    auto state = _state;
+    auto* s = state.get();
     {
         internal::MutexLock lock(s->mutex);
         // Checked under the lock so that wait() can't see "cancelled, not
@@ -59,11 +61,12 @@ void WorkItem::perform() {
 }
 
 void WorkItem::cancel() {
+    auto state = _state;
     {
-        internal::MutexLock lock(_state->mutex);
-        _state->cancelled = true;
+        internal::MutexLock lock(state->mutex);
+        state->cancelled = true;
     }
-    _state->cv.notify_all();
+    state->cv.notify_all();
 }
 
 bool WorkItem::isCancelled() const { return _state->cancelled.load(); }
