@@ -6,6 +6,7 @@
 //   rules ids ID [--junk]     the matcher ids and extra info of one identifier
 #include "Command.h"
 #include "Output.h"
+#include "RuleSource.h"
 
 #include "Core/rules/AESHelper.h"
 #include "Core/rules/AppFileRule.h"
@@ -26,40 +27,9 @@ namespace {
 
 using nlohmann::json;
 
-std::string readFileOrFail(const std::string& path) {
-    try {
-        return Core::readResourceFile(path);
-    } catch (const Core::ResourceError& e) {
-        throw CommandError(e.what());
-    }
-}
-
 void writeStdout(const std::string& bytes) {
     if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size() || std::fflush(stdout) != 0)
         throw CommandError("cannot write to standard output");
-}
-
-// The rules and the forest a command works on: the shipped ones, or those of
-// a plain document given with --doc.
-struct RuleSource {
-    std::unique_ptr<Core::RuleManager> ownManager;
-    std::unique_ptr<Core::AppFileRule> ownTree;
-    const Core::RuleManager* manager = nullptr;
-    const Core::AppFileRule* tree = nullptr;
-};
-
-RuleSource loadRules(const std::string& doc, bool junk) {
-    RuleSource source;
-    if (doc.empty()) {
-        source.manager = &Core::RuleManager::shared();
-        source.tree = junk ? &Core::AppFileRule::junk() : &Core::AppFileRule::all();
-        return source;
-    }
-    source.ownManager = std::make_unique<Core::RuleManager>(readFileOrFail(doc), platform::Layout::shared(), doc);
-    source.ownTree = std::make_unique<Core::AppFileRule>(*source.ownManager, !junk);
-    source.manager = source.ownManager.get();
-    source.tree = source.ownTree.get();
-    return source;
 }
 
 json matcherJson(const Core::Matcher& m) {
@@ -80,23 +50,6 @@ std::string matcherText(const Core::Matcher& m) {
         case Core::Matcher::Case::id: return "id";
     }
     return {};
-}
-
-json ruleJson(const Core::RuleID& r) {
-    switch (r.ruleCase()) {
-        case Core::RuleID::Case::bundleID: return {{"bundleID", r.identifier().origin()}};
-        case Core::RuleID::Case::bundleIDRegex: return {{"bundleIDRegex", r.expression().pattern()}};
-        case Core::RuleID::Case::base: return "base";
-        case Core::RuleID::Case::black: return "black";
-        case Core::RuleID::Case::system: return "system";
-    }
-    return nullptr;
-}
-
-std::string ruleText(const Core::RuleID& r) {
-    json j = ruleJson(r);
-    if (j.is_string()) return j.get<std::string>();
-    return j.begin().key() + " " + j.begin()->get<std::string>();
 }
 
 json nodesJson(const std::vector<Core::MatcherNode>& nodes) {
