@@ -73,7 +73,7 @@ std::string jpegWithoutApp1(size_t imageBytes = 64);
 //   EXIF: ExposureTime 1/250, FNumber 28/10, ISO 400, DateTimeOriginal
 //         "2023:05:06 07:08:09", SubSecTimeOriginal "42", FocalLength 50/1,
 //         Flash 0x19 (fired, returned light 0, mode 3), PixelX 4000 (LONG),
-//         PixelY 3000 (SHORT), lens specification 24/1 70/1 28/10 40/10,
+//         PixelY 3000 (SHORT), lens info 24/1 70/1 28/10 40/10,
 //         LensMake "Glass", LensModel "Zoom 24-70"
 //   GPS:  N 48 deg 51' 24", E 2 deg 21' 0", altitude 35/1 above sea level
 ExifBuilder cameraExif(bool littleEndian);
