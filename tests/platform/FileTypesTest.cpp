@@ -105,6 +105,7 @@ TEST(PropertyList, NumbersAndRejects) {
     for (int i = 0; i < 2000; ++i) deep += "<array>";
     EXPECT_FALSE(platform::parsePropertyList("<plist>" + deep)) << "unclosed and too deep";
     EXPECT_FALSE(platform::readPropertyListFile("/nonexistent.plist"));
+    EXPECT_FALSE(platform::readPropertyListFile("/tmp")) << "a folder is no property list, and reading it must not throw";
     // Strings holding NUL would abort the parser; such documents are refused.
     EXPECT_FALSE(platform::parsePropertyList("<plist><dict><key>a&#x00;b</key><true/></dict></plist>"));
     EXPECT_TRUE(platform::parsePropertyList("<plist><dict><key>a&#x40;b</key><true/></dict></plist>"));

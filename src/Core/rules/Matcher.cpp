@@ -1,5 +1,7 @@
 #include "Core/rules/Matcher.h"
 
+#include "Core/rules/internal/NameOrPatternHash.h"
+
 #include "platform/Strings.h"
 
 namespace Core {
@@ -69,13 +71,6 @@ Matcher::Result Matcher::match(std::string_view name) const {
     return {};
 }
 
-size_t Matcher::hashValue() const {
-    size_t h = _value.index() * 0x9e3779b97f4a7c15ULL;
-    switch (matcherCase()) {
-        case Case::string: return h ^ std::get<CaseInsensitiveString>(_value).hashValue();
-        case Case::regex: return h ^ std::get<platform::Regex>(_value).hashValue();
-        default: return h;
-    }
-}
+size_t Matcher::hashValue() const { return internal::nameOrPatternHash(_value); }
 
 }  // namespace Core

@@ -1,5 +1,7 @@
 #include "Core/rules/RuleID.h"
 
+#include "Core/rules/internal/NameOrPatternHash.h"
+
 #include "Core/rules/Matcher.h"
 
 namespace Core {
@@ -28,13 +30,6 @@ int RuleID::basePriority() const {
     return 0;
 }
 
-size_t RuleID::hashValue() const {
-    size_t h = _value.index() * 0x9e3779b97f4a7c15ULL;
-    switch (ruleCase()) {
-        case Case::bundleID: return h ^ std::get<CaseInsensitiveString>(_value).hashValue();
-        case Case::bundleIDRegex: return h ^ std::get<platform::Regex>(_value).hashValue();
-        default: return h;
-    }
-}
+size_t RuleID::hashValue() const { return internal::nameOrPatternHash(_value); }
 
 }  // namespace Core

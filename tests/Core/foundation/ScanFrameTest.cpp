@@ -8,6 +8,7 @@
 #include "platform/OperationQueue.h"
 #include "support/Await.h"
 #include "support/MainLoopPump.h"
+#include "support/ScopedSimulatedClock.h"
 
 #include <gtest/gtest.h>
 
@@ -28,10 +29,9 @@ using testing_support::pumpMainLoopUntil;
 // waits for the deliveries it caused, so none outlives it.
 class ScanFrameTest : public ::testing::Test {
 protected:
-    void SetUp() override { platform::setClockForTesting(&clock); }
-    void TearDown() override { platform::setClockForTesting(nullptr); }
     void drainMain() { ASSERT_TRUE(testing_support::drainMainQueue()); }
-    platform::SimulatedClock clock;
+    testing_support::ScopedSimulatedClock scopedClock;
+    platform::SimulatedClock& clock = scopedClock.get();
 };
 
 }  // namespace
