@@ -93,6 +93,11 @@ TEST_F(ScanFrameTest, ProgressArithmetic) {
     EXPECT_EQ(progress.partProgress, 0);
     progress.finishPart();
     EXPECT_DOUBLE_EQ(*progress.finishedFraction(), 1.0);
+    // The first of those two reports is on its way; let it land before the
+    // block's captures go out of scope.
+    clock.advance(30ms);
+    ASSERT_TRUE(pumpMainLoopUntil([&] { return fractions.size() == 3; }));
+    EXPECT_DOUBLE_EQ(fractions[2], 0.5);
 }
 
 TEST_F(ScanFrameTest, ProgressZeroCasesPublishNothing) {
