@@ -204,6 +204,8 @@ std::shared_ptr<Directory> DuplicateFileFinder::scanFiles(const Path& root, Dupl
                 break;
             }
         }
+        // Folders are held until the search ends; keep only what they use.
+        directory->children.shrink_to_fit();
     }
     return rootDirectory;
 }

@@ -34,13 +34,13 @@ bool isPhotoLibraryPath(const Path& path) {
 }
 
 // One file under comparison: where its reading stands and its digest so far.
-// The digest state is made when the file's group is first read: groups wait
-// on the work list, and most files of a search may wait there at once.
+// Made when the file's group is first read: groups of every size wait on the
+// work list at once, and most files of a search may be in them.
 struct _Hash {
     explicit _Hash(File* file) : file(file), reader(file) {}
     File* file;
     FileReader reader;
-    std::unique_ptr<FileHasher> hasher;
+    FileHasher hasher;
 };
 
 // Frees what a stage still holds in its work list when it ends early or
@@ -130,8 +130,9 @@ void DuplicateFileFinder::findDuplicateFiles(Duplicate<long long, File*>& filesB
         onProgress(progress);
     };
 
-    // Files alone of their size are never read; the others start a group.
-    WorkList<_Hash> work;
+    // Files alone of their size are never read; the others make a group,
+    // whose digest states wait until it is read.
+    std::vector<const std::vector<File*>*> unread;
     for (auto it = filesBySize.begin(); it != filesBySize.end(); ++it) {
         if (it->values.size() == 1) {
             if (stopped) return;
@@ -141,50 +142,68 @@ void DuplicateFileFinder::findDuplicateFiles(Duplicate<long long, File*>& filesB
             file->unique = true;
             continue;
         }
-        work.groups.emplace_back();
-        for (File* file : it->values) {
-            work.groups.back().push_back(new _Hash(file));
-            if (stopped) return;
-        }
+        unread.push_back(&it->values);
     }
 
     // The work list is used as a stack: a group is read pass by pass until
-    // it has split into loners or its members are complete.
-    while (!work.groups.empty()) {
+    // it has split into loners or its members are complete. Groups split
+    // off a pass go on top of those still unread.
+    WorkList<_Hash> work;
+    while (!work.groups.empty() || !unread.empty()) {
+        if (work.groups.empty()) {
+            if (stopped) return;
+            work.groups.emplace_back();
+            for (File* file : *unread.back()) work.groups.back().push_back(new _Hash(file));
+            unread.pop_back();
+        }
         Duplicate<HashValue, _Hash*> pass;
         std::vector<_Hash*>& group = work.groups.back();
-        for (_Hash*& entry : group) {
-            _Hash* item = entry;
-            File* file = item->file;
-            if (stopped) {
-                file->unique = true;
-                return;
+        // Members are read a few at a time, in step, and their digests fed
+        // side by side; what happens to each is decided in the group's order.
+        for (size_t start = 0; start < group.size();) {
+            _Hash** batch = group.data() + start;
+            size_t room = std::min(FileReader::kMaxTogether, group.size() - start);
+            size_t count = 0;
+            bool stopping = false;
+            FileReader* readers[FileReader::kMaxTogether];
+            MD5* states[FileReader::kMaxTogether];
+            for (; count < room; ++count) {
+                if ((stopping = stopped)) break;
+                notifyCurrentPath(batch[count]->file->path);
+                raise();
+                readers[count] = &batch[count]->reader;
+                states[count] = &batch[count]->hasher.md5;
             }
-            notifyCurrentPath(file->path);
-            raise();
-            try {
-                if (!item->hasher) item->hasher = std::make_unique<FileHasher>();
-                FileHasher& hasher = *item->hasher;
-                bool complete =
-                    item->reader.read([&hasher](const char* block, long long length) { hasher.update(block, length); });
-                hasher.md5.hashValue(file->hash);
-                if (complete) {
-                    fileHashes.add(file->hash, file);
-                    delete item;
-                    entry = nullptr;
-                } else {
-                    pass.add(file->hash, item);
+            start += count;
+            FileReader::Outcome outcomes[FileReader::kMaxTogether];
+            FileReader::readTogether(readers, count, outcomes,
+                                     [&](const unsigned char* const* data, const size_t* lengths) {
+                                         MD5::updateTogether(states, data, lengths, count);
+                                     });
+            for (size_t i = 0; i < count; ++i) {
+                _Hash*& entry = batch[i];
+                File* file = entry->file;
+                if (outcomes[i].error != nullptr) {
+                    calcImageHash(file, images);
+                    file->unique = true;
+                    delete std::exchange(entry, nullptr);
+                    continue;
                 }
-            } catch (const std::runtime_error&) {
-                calcImageHash(file, images);
-                file->unique = true;
-                delete item;
-                entry = nullptr;
+                entry->hasher.md5.hashValue(file->hash);
+                if (outcomes[i].complete) {
+                    fileHashes.add(file->hash, file);
+                    delete std::exchange(entry, nullptr);
+                } else {
+                    pass.add(file->hash, entry);
+                }
+            }
+            if (stopping) {
+                batch[count]->file->unique = true;
+                return;
             }
         }
         // What is in `pass` is now owned by the pass's walk below.
         work.groups.pop_back();
-        WorkList<_Hash> loose;
         walkNodes(pass, stopped, [&](auto& node) {
             if (node.values.size() == 1) {
                 _Hash* item = node.values.front();

@@ -1,35 +1,38 @@
 #include "dff/File.h"
 
+#include "dff/PhotoLibrary.h"
 #include "platform/FileTypes.h"
 
 #include <mutex>
 #include <typeinfo>
-#include <unordered_map>
+#include <unordered_set>
 
 namespace dff {
 
 namespace {
 
-// One shared string per identifier: a search may ask the type of most of its
-// files, and a few dozen identifiers cover them all.
-std::shared_ptr<const std::string> internedType(std::string identifier) {
+// One string per identifier for the whole process: a search may ask the type
+// of most of its files, and a few dozen identifiers cover them all.
+const std::string* internedType(std::string identifier) {
     static std::mutex mutex;
-    static std::unordered_map<std::string, std::shared_ptr<const std::string>> types;
+    static std::unordered_set<std::string> types;
     std::lock_guard lock(mutex);
-    auto& entry = types[identifier];
-    if (!entry) entry = std::make_shared<const std::string>(std::move(identifier));
-    return entry;
+    return &*types.insert(std::move(identifier)).first;
 }
 
 }  // namespace
 
 const std::string* File::getType() {
-    if (!type) {
-        auto identifier = platform::typeIdentifier(path.str());
+    if (type == nullptr) {
+        // What the walk or a photo library listed as a file needs no second
+        // look at the disk; anything else is looked at first.
+        bool regular = typeid(*this) == typeid(File) || typeid(*this) == typeid(Photo);
+        auto identifier = regular ? platform::typeIdentifierOfRegularFile(path.str())
+                                  : platform::typeIdentifier(path.str());
         if (!identifier) return nullptr;
         type = internedType(std::move(*identifier));
     }
-    return type.get();
+    return type;
 }
 
 int fileTypeId(const File& file) {

@@ -27,6 +27,7 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace dff {
 
@@ -48,7 +49,9 @@ public:
     // directory holding such an object can't be a duplicate either.
     bool unique = false;
     // The cached uniform type identifier; null until getType() read it.
-    std::shared_ptr<const std::string> type;
+    // Identifiers are kept once for the whole process (a few dozen cover all
+    // files), so a file only points at its own.
+    const std::string* type = nullptr;
 
     // The uniform type identifier, read once and then kept. Null when it
     // can't be read; a failed read is not cached.
@@ -73,7 +76,9 @@ public:
 class Directory : public Container {
 public:
     Directory(Path path, Container* parent) : Container(std::move(path), 0, parent) {}
-    std::deque<std::shared_ptr<File>> children;
+    // A vector rather than a deque: a deque takes a 512-byte block even for
+    // a folder of one file, and a search holds every folder at once.
+    std::vector<std::shared_ptr<File>> children;
 };
 
 class Package : public Container {

@@ -4,8 +4,12 @@
 // The first step reads one 4096-byte block, each later step up to 1000
 // blocks. The file is opened and closed within each step.
 //
-// Threading: all readers share one static block buffer, so only one thread
-// may read at a time.
+// The search reads the members of a group (files of one size that agree so
+// far) together: readTogether() takes the same step of several readers,
+// a chunk of each in turn, so that their digests can be fed side by side.
+//
+// Threading: all readers share static buffers, so only one thread may read
+// at a time.
 //
 //   dff::FileReader reader(file);            // a dff::File*
 //   dff::FileHasher hasher;
@@ -13,6 +17,7 @@
 
 #include "dff/File.h"
 
+#include <cstddef>
 #include <functional>
 
 namespace dff {
@@ -21,25 +26,40 @@ class FileReader {
 public:
     static constexpr long long kBlockSize = 4096;
     static constexpr int kBlocksPerStep = 1000;
+    // The most readers that readTogether() takes at once.
+    static constexpr size_t kMaxTogether = 3;
 
     FileReader(const Path* path, long long size) : path(path), size(size) {}
     explicit FileReader(const File* file) : path(&file->path), size(file->size) {}
 
-    // Hands the next bytes to `callback`, a block at a time, and gives true
-    // when all `size` bytes have been delivered. A size of 0 is complete at
-    // once, without opening the file. Throws std::runtime_error with
-    // "Failed to open file", "Failed to set file position" or "Failed to read
-    // file" (also when the file is now shorter than `size`). Bytes past
-    // `size` are never read.
+    // Hands the next bytes to `callback`, a block of at most 4096 bytes at a
+    // time, and gives true when all `size` bytes have been delivered. A size
+    // of 0 is complete at once, without opening the file. Throws
+    // std::runtime_error with "Failed to open file", "Failed to set file
+    // position" or "Failed to read file" (also when the file is now shorter
+    // than `size`). Bytes past `size` are never read.
     bool read(const std::function<void(const char*, long long)>& callback);
     bool isCompleted() const { return position == size; }
+
+    // How one reader's step in readTogether() ended: bytes remain, the file
+    // is complete, or `error` holds the words read() would have thrown.
+    struct Outcome {
+        bool complete = false;
+        const char* error = nullptr;
+    };
+
+    // Takes the next step of `count` readers (at most kMaxTogether), reading
+    // a chunk of each in turn and handing every round to `consume`: for each
+    // reader its bytes and their number, 0 for one that has finished its
+    // step or failed. Readers that start at the same position with the same
+    // size get chunks of the same length in every round. The outcome of each
+    // reader goes to `outcomes`; one reader's failure ends only its own step.
+    static void readTogether(FileReader* const* readers, size_t count, Outcome* outcomes,
+                             const std::function<void(const unsigned char* const* data, const size_t* lengths)>& consume);
 
     const Path* path;
     long long size;
     long long position = 0;
-
-    // The one block buffer of all readers.
-    static char buffer[kBlockSize];
 };
 
 }  // namespace dff

@@ -190,18 +190,20 @@ std::optional<std::string> typeIdentifier(const std::string& path) {
     struct stat st {};
     if (::lstat(path.c_str(), &st) != 0) return std::nullopt;
     if (S_ISLNK(st.st_mode)) return "public.symlink";
+    if (S_ISREG(st.st_mode)) return typeIdentifierOfRegularFile(path);
     std::string_view extension = extensionOf(path);
     if (S_ISDIR(st.st_mode)) {
         if (!isPackageExtension(extension)) return "public.folder";
         return typeIdentifierForExtension(extension).value_or("com.apple.package");
     }
-    if (auto byName = typeIdentifierForExtension(extension)) return byName;
-    if (S_ISREG(st.st_mode)) {
-        auto head = readHead(path);
-        if (!head) return std::nullopt;
-        if (auto byContent = typeIdentifierForContent(*head)) return byContent;
-    }
-    return "public.data";
+    return typeIdentifierForExtension(extension).value_or("public.data");
+}
+
+std::optional<std::string> typeIdentifierOfRegularFile(const std::string& path) {
+    if (auto byName = typeIdentifierForExtension(extensionOf(path))) return byName;
+    auto head = readHead(path);
+    if (!head) return std::nullopt;
+    return typeIdentifierForContent(*head).value_or("public.data");
 }
 
 bool isImageTypeIdentifier(std::string_view identifier) {

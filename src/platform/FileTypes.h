@@ -32,6 +32,10 @@ std::optional<std::string> typeIdentifierForContent(std::string_view head);
 // The identifier of the item at `path`, not following a final link. Gives
 // nothing when the item can't be looked at (missing, no rights).
 std::optional<std::string> typeIdentifier(const std::string& path);
+// The identifier of a regular file at `path` that the caller has already
+// looked at: by its extension, else by its first bytes, else "public.data".
+// Gives nothing when the extension is unknown and the file can't be read.
+std::optional<std::string> typeIdentifierOfRegularFile(const std::string& path);
 // The identifier for an extension (no dot, any case) when it names an image
 // format, or nothing (also for known types that are no pictures).
 std::optional<std::string> imageTypeIdentifierForExtension(std::string_view extension);

@@ -58,6 +58,58 @@ TEST(MD5, DigestBetweenUpdatesCoversAllBytesSoFarAndLeavesStateUsable) {
     EXPECT_EQ(hashOf(md5), digestOf("x"));
 }
 
+// Every length around the block edges, fed in uneven pieces, on each side of
+// the 56-byte mark where the length has to go into an extra block.
+TEST(MD5, AgreesWithTheReferenceForEveryLengthAndSplit) {
+    std::string text = patterned(300);
+    for (size_t length = 0; length <= text.size(); ++length) {
+        for (size_t piece : {1u, 7u, 63u, 64u, 65u, 300u}) {
+            dff::MD5 md5;
+            for (size_t at = 0; at < length; at += piece)
+                md5.updateMD5(text.data() + at, (long long)std::min(piece, length - at));
+            ASSERT_EQ(hashOf(md5), digestOf(text.substr(0, length))) << length << " bytes in pieces of " << piece;
+        }
+    }
+}
+
+// Lanes fed together must give what each state would give on its own, also
+// when they stand at different offsets or take different lengths and so
+// can't run in step.
+TEST(MD5, StatesFedTogetherGiveTheirOwnDigests) {
+    std::vector<std::string> texts;
+    for (int lane = 0; lane < 5; ++lane) {
+        std::string text = patterned(5000 + size_t(lane));
+        text[size_t(lane) * 3] ^= 0x5A;  // each lane its own content
+        texts.push_back(text);
+    }
+    struct Case {
+        std::vector<size_t> start;   // bytes fed alone first, per lane
+        std::vector<size_t> length;  // then this many, together
+    };
+    const Case cases[] = {
+        {{0, 0, 0}, {4096, 4096, 4096}},
+        {{10, 10}, {4000, 4000}},
+        {{0, 5, 0}, {130, 130, 130}},     // one lane out of step
+        {{3, 3, 3, 3, 3}, {64, 64, 64, 64, 64}},  // more lanes than go at once
+        {{0, 0, 0}, {100, 0, 37}},
+    };
+    for (const Case& c : cases) {
+        size_t count = c.start.size();
+        std::vector<dff::MD5> states(count);
+        std::vector<dff::MD5*> pointers;
+        std::vector<const unsigned char*> data;
+        for (size_t lane = 0; lane < count; ++lane) {
+            states[lane].updateMD5(texts[lane].data(), (long long)c.start[lane]);
+            pointers.push_back(&states[lane]);
+            data.push_back(reinterpret_cast<const unsigned char*>(texts[lane].data()) + c.start[lane]);
+        }
+        dff::MD5::updateTogether(pointers.data(), data.data(), c.length.data(), count);
+        for (size_t lane = 0; lane < count; ++lane)
+            EXPECT_EQ(hashOf(states[lane]), digestOf(texts[lane].substr(0, c.start[lane] + c.length[lane])))
+                << "lane " << lane << " of " << count;
+    }
+}
+
 struct ReadSteps {
     std::vector<long long> bytesPerStep;
     std::string content;
@@ -143,6 +195,39 @@ TEST(FileReader, FailuresHaveTheirOwnWords) {
     } catch (const std::runtime_error& e) {
         EXPECT_STREQ(e.what(), "Failed to open file");
     }
+}
+
+// Readers taken together keep their own steps and failures: a missing file
+// fails at once, one that shrank fails when it runs out, the others go on.
+TEST(FileReader, ReadersTakenTogetherKeepTheirOwnStepsAndFailures) {
+    TempDir dir;
+    const size_t size = 4096 + 200000;
+    writeFile(dir / "a", patterned(size));
+    writeFile(dir / "b", patterned(size));
+    dff::Path a(dir / "a"), b(dir / "b"), gone(dir / "gone");
+    dff::FileReader ra(&a, (long long)size), rb(&b, (long long)size), rgone(&gone, (long long)size);
+    dff::FileReader* readers[] = {&ra, &rb, &rgone};
+    std::string seen[3];
+    auto collect = [&](const unsigned char* const* data, const size_t* lengths) {
+        EXPECT_EQ(lengths[0], lengths[1]) << "equal files are read in step";
+        EXPECT_EQ(lengths[2], 0u);
+        for (int i = 0; i < 3; ++i) seen[i].append(reinterpret_cast<const char*>(data[i]), lengths[i]);
+    };
+    dff::FileReader::Outcome outcomes[3];
+    dff::FileReader::readTogether(readers, 3, outcomes, collect);
+    EXPECT_EQ(ra.position, 4096);
+    EXPECT_EQ(rb.position, 4096);
+    EXPECT_FALSE(outcomes[0].complete);
+    EXPECT_EQ(outcomes[0].error, nullptr);
+    EXPECT_STREQ(outcomes[2].error, "Failed to open file");
+
+    ::truncate(b.cStr(), 50000);
+    dff::FileReader::readTogether(readers, 2, outcomes, [&](const unsigned char* const* data, const size_t* lengths) {
+        for (int i = 0; i < 2; ++i) seen[i].append(reinterpret_cast<const char*>(data[i]), lengths[i]);
+    });
+    EXPECT_TRUE(outcomes[0].complete);
+    EXPECT_TRUE(seen[0] == patterned(size));
+    EXPECT_STREQ(outcomes[1].error, "Failed to read file");
 }
 
 TEST(SymlinkHasher, DigestIsThatOfTheTargetText) {

@@ -37,18 +37,25 @@ std::string formatSeconds(double seconds) {
 
 }  // namespace
 
+namespace {
+
+// Asking the table first keeps the image library unloaded for searches
+// without pictures; the decodable types are all image formats of it.
+bool isDecodableImageType(const std::string& type) {
+    return platform::isImageTypeIdentifier(type) && images().decodableTypeIdentifiers().count(type) != 0;
+}
+
+}  // namespace
+
 bool isImage(File& file) {
     const std::string* type = file.getType();
-    // Asking the table first keeps the image library unloaded for searches
-    // without pictures; the decodable types are all image formats of it.
-    return type != nullptr && platform::isImageTypeIdentifier(*type) &&
-           images().decodableTypeIdentifiers().count(*type) != 0;
+    return type != nullptr && isDecodableImageType(*type);
 }
 
 bool isImage(const char* path) {
     if (path == nullptr) return false;
-    File file(Path(path), 0, nullptr);
-    return isImage(file);
+    auto type = platform::typeIdentifier(path);
+    return type && isDecodableImageType(*type);
 }
 
 platform::Image createImage(const platform::URL& url, int size) { return images().thumbnail(url.path(), size); }
