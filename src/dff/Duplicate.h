@@ -15,6 +15,8 @@
 //   for (auto it = bySize.begin(); !it.atEnd(); ++it)
 //       if (it->values.size() > 1) ...
 
+#include "dff/internal/ValueList.h"
+
 #include <cstdint>
 #include <deque>
 #include <vector>
@@ -25,13 +27,13 @@ namespace dff {
 template <class K, class V>
 class Duplicate {
 public:
+    using Values = internal::ValueList<V>;
+
     struct Node {
         Node(const K& key, const V& value, Node* parent) : key(key), values{value}, parent(parent) {}
         K key;
-        // In order of arrival; never empty.
-        // A vector, not a deque: most nodes hold one value, and an index may
-        // hold a node for nearly every file of a search.
-        std::vector<V> values;
+        // In order of arrival; never empty (until a stage takes them).
+        Values values;
         // 1 black, 0 red; a new node is red.
         uint8_t color = kRed;
         Node* parent;

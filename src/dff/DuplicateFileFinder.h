@@ -18,7 +18,7 @@
 //   dff::DuplicateFileFinder finder([](double) {}, [](const dff::Path& p) { show(p); });
 //   finder.paths = {dff::Path("/Users/a/Pictures")};
 //   finder.minFileSize = 1;
-//   std::deque<std::deque<dff::File*>> duplicates, similar;
+//   dff::DuplicateFileFinder::Groups duplicates, similar;
 //   finder.find(duplicates, similar, false);   // pointers valid until releaseFiles()
 
 #include "dff/Duplicate.h"
@@ -53,8 +53,10 @@ public:
     // Both callbacks must be set; they are called on the thread of the search.
     DuplicateFileFinder(ProgressCallback onProgress, PathCallback onCurrentPath);
 
-    using Group = std::deque<File*>;
-    using Groups = std::deque<Group>;
+    // Vectors: a deque takes a 512-byte block even for a pair, and a search
+    // may report thousands of pairs.
+    using Group = std::vector<File*>;
+    using Groups = std::vector<Group>;
 
     // Searches `paths`, appending groups of identical objects (files,
     // photos, packages, folders) to `duplicates` and, unless

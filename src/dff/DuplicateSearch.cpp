@@ -96,6 +96,7 @@ void DuplicateFileFinder::find(Groups& duplicates, Groups& similarGroups, bool o
     Duplicate<HashValue, File*> fileHashes;
     Duplicate<ImageHashValue, File*> images;
     findDuplicateFiles(filesBySize, images, fileHashes, 0.2 / count);
+    filesBySize = {};  // no later stage looks files up by size
     onProgress(0.5);
 
     if (!onlyDuplicates) {
@@ -132,7 +133,7 @@ void DuplicateFileFinder::findDuplicateFiles(Duplicate<long long, File*>& filesB
 
     // Files alone of their size are never read; the others make a group,
     // whose digest states wait until it is read.
-    std::vector<const std::vector<File*>*> unread;
+    std::vector<const Duplicate<long long, File*>::Values*> unread;
     for (auto it = filesBySize.begin(); it != filesBySize.end(); ++it) {
         if (it->values.size() == 1) {
             if (stopped) return;
@@ -248,7 +249,7 @@ void DuplicateFileFinder::calcImageHash(const std::deque<File*>& files, Duplicat
 void DuplicateFileFinder::findSimilarFiles(Duplicate<ImageHashValue, File*>& images, Groups& similarGroups) {
     struct Pending {
         const ImageHashValue* key;
-        const std::vector<File*>* files;
+        const Duplicate<ImageHashValue, File*>::Values* files;
     };
     std::vector<Pending> pending;
     for (auto it = images.begin(); it != images.end(); ++it) pending.push_back({&it->key, &it->values});

@@ -134,7 +134,7 @@ TEST(Duplicate, KeysThatAreNeitherLessNorGreaterShareANode) {
     for (auto it = index.begin(); !it.atEnd(); ++it) {
         ++nodes;
         if (it->key.fine == 11) {
-            EXPECT_EQ(it->values, (std::vector<int>{1, 2}));
+            EXPECT_EQ(std::vector<int>(it->values.begin(), it->values.end()), (std::vector<int>{1, 2}));
         }
     }
     EXPECT_EQ(nodes, 2);

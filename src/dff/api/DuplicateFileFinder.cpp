@@ -1,5 +1,7 @@
 #include "dff/api/DuplicateFileFinder.h"
 
+#include "platform/Memory.h"
+
 #include <sys/stat.h>
 
 #include <utility>
@@ -49,6 +51,8 @@ void DuplicateFileFinder::start(bool isOnlyDuplicates) {
         auto self = weakSelf.lock();
         if (!self) return;
         dff::DFFResult result = self->find(isOnlyDuplicates);
+        // The engine has freed the files of the search.
+        platform::returnFreedMemory();
         auto duplicates = std::make_shared<DuplicateGroups>(records(result.duplicateFiles));
         auto similar = std::make_shared<DuplicateGroups>(records(result.similarFiles));
         self->toDelegate([duplicates, similar](DuplicateFileFinderDelegate& target) {
