@@ -291,7 +291,7 @@ void DuplicateFileFinder::findSimilarFiles(Duplicate<ImageHashValue, File*>& ima
             merged.first.insert(keys.begin(), keys.end());
             merged.second.insert(merged.second.end(), files.begin(), files.end());
             std::sort(merged.second.begin(), merged.second.end(),
-                      [](const File* a, const File* b) { return a->path.str() < b->path.str(); });
+                      [](const File* a, const File* b) { return a->path.view() < b->path.view(); });
             merged.second.erase(std::unique(merged.second.begin(), merged.second.end()), merged.second.end());
             groups.push_back(std::move(merged));
         }

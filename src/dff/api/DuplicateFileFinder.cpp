@@ -13,8 +13,11 @@ std::shared_ptr<DuplicateFileFinder> makeSharedFinder() {
 }
 
 std::shared_ptr<DuplicateFileFinder> DuplicateFileFinder::shared() {
-    static const std::shared_ptr<DuplicateFileFinder> instance = makeSharedFinder();
-    return instance;
+    // Never destroyed: a search block on its queue may hold the last other
+    // reference while the process exits, and the finder must not then be
+    // torn down on that thread under the feet of static destructors.
+    static const auto* instance = new std::shared_ptr<DuplicateFileFinder>(makeSharedFinder());
+    return *instance;
 }
 
 template <class Report>
