@@ -1,8 +1,10 @@
 #include "support/Sweeper.h"
 
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 
 namespace testing_support {
@@ -16,15 +18,26 @@ std::string sweeperPath() { return std::string(CORE_BINARY_DIR) + "/tools/sweepe
 bool sweeperBuilt() { return std::filesystem::exists(sweeperPath()); }
 
 SweeperRun runSweeper(const std::string& arguments, const std::string& workingDirectory) {
-    std::string command = sweeperPath() + " " + arguments + " 2>/dev/null";
+    // Standard error goes to a file of its own, so that reading one pipe
+    // can't block on the other filling up.
+    std::string errPath = (std::filesystem::temp_directory_path() / "sweeper-stderr-XXXXXX").string();
+    int errFd = ::mkstemp(errPath.data());
+    std::string command = sweeperPath() + " " + arguments + (errFd >= 0 ? " 2>'" + errPath + "'" : " 2>/dev/null");
     if (!workingDirectory.empty()) command = "cd '" + workingDirectory + "' && " + command;
-    SweeperRun run{-1, {}};
+    SweeperRun run{-1, {}, {}};
     FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) return run;
-    char chunk[4096];
-    for (size_t n; (n = fread(chunk, 1, sizeof chunk, pipe)) > 0;) run.out.append(chunk, n);
-    int status = pclose(pipe);
-    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    if (pipe != nullptr) {
+        char chunk[4096];
+        for (size_t n; (n = fread(chunk, 1, sizeof chunk, pipe)) > 0;) run.out.append(chunk, n);
+        int status = pclose(pipe);
+        run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    if (errFd >= 0) {
+        char chunk[4096];
+        for (ssize_t n; (n = ::read(errFd, chunk, sizeof chunk)) > 0;) run.err.append(chunk, size_t(n));
+        ::close(errFd);
+        ::unlink(errPath.c_str());
+    }
     return run;
 }
 

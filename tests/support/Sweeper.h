@@ -8,7 +8,8 @@ namespace testing_support {
 
 struct SweeperRun {
     int status;       // the exit code; -1 when it did not exit normally
-    std::string out;  // standard output; standard error is dropped
+    std::string out;  // standard output
+    std::string err;  // standard error
 };
 
 // True when the console host is built in this tree (not in sanitizer builds).

@@ -17,6 +17,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -26,11 +27,12 @@ namespace sweeper {
 
 namespace {
 
-// Draws a progress bar with the current path on a terminal, and keeps the
-// result when it comes.
+// Draws a progress bar with the current path on a terminal, and hands the
+// groups on when they come. The groups are the finder's own, so handing
+// them on instead of copying them keeps a second copy out of peak memory.
 class DupesDelegate : public Core::DuplicateFileFinderDelegate {
 public:
-    explicit DupesDelegate(bool showProgress) : _showProgress(showProgress) {}
+    DupesDelegate(bool showProgress, const DupesHandler& handler) : _showProgress(showProgress), _handler(handler) {}
 
     void current(const platform::URL& url) override {
         _path = url.path();
@@ -42,13 +44,18 @@ public:
     }
     void completion(const Core::DuplicateGroups& duplicates, const Core::DuplicateGroups& similar) override {
         if (_showProgress) std::fputs("\r\033[K", stderr);
-        this->duplicates = duplicates;
-        this->similar = similar;
+        // Thrown out of the main loop's task it would be lost; the caller
+        // rethrows it.
+        try {
+            _handler(duplicates, similar);
+        } catch (...) {
+            error = std::current_exception();
+        }
         done = true;
     }
 
     bool done = false;
-    Core::DuplicateGroups duplicates, similar;
+    std::exception_ptr error;
 
 private:
     void draw() {
@@ -62,6 +69,7 @@ private:
     }
 
     bool _showProgress;
+    const DupesHandler& _handler;
     double _value = 0;
     std::string _path;
 };
@@ -75,7 +83,7 @@ std::string normalRoot(const std::string& given) {
 
 }  // namespace
 
-DupesResult searchDuplicates(const DupesOptions& options, bool showProgress) {
+void searchDuplicates(const DupesOptions& options, bool showProgress, const DupesHandler& handler) {
     std::vector<platform::URL> roots;
     for (const std::string& root : options.roots) {
         struct stat st {};
@@ -91,7 +99,14 @@ DupesResult searchDuplicates(const DupesOptions& options, bool showProgress) {
 
     platform::dispatch::declareMainThread();
     auto finder = Core::DuplicateFileFinder::shared();
-    auto delegate = std::make_shared<DupesDelegate>(showProgress);
+    // The search's queue lets go of the finder after it has sent the
+    // completion, which may be while the process exits and the instance
+    // that shared() holds is already gone; the queue would then destroy the
+    // finder next to the static destructors. This reference is never
+    // dropped, so the process-wide finder lives until the very end.
+    static const auto* const keepAlive = new std::shared_ptr<Core::DuplicateFileFinder>(finder);
+    (void)keepAlive;
+    auto delegate = std::make_shared<DupesDelegate>(showProgress, handler);
     finder->delegate = delegate;
     finder->setRootFolderURLs(roots);
     finder->setExcludePaths(excluded);
@@ -101,55 +116,104 @@ DupesResult searchDuplicates(const DupesOptions& options, bool showProgress) {
     finder->start(options.onlyDuplicates);
     while (!delegate->done) platform::dispatch::runMainLoopUntil([&] { return delegate->done; }, std::chrono::hours(1));
     finder->delegate.reset();
-    return {std::move(delegate->duplicates), std::move(delegate->similar)};
+    if (delegate->error) std::rethrow_exception(delegate->error);
+}
+
+DupesResult searchDuplicates(const DupesOptions& options, bool showProgress) {
+    DupesResult result;
+    searchDuplicates(options, showProgress,
+                     [&](const Core::DuplicateGroups& duplicates, const Core::DuplicateGroups& similar) {
+                         result = {duplicates, similar};
+                     });
+    return result;
 }
 
 namespace {
 
-// Members by path, groups by their first member, so that output is stable.
-std::vector<std::vector<const Core::Duplicate*>> sorted(const Core::DuplicateGroups& groups) {
-    std::vector<std::vector<const Core::Duplicate*>> out;
+const std::string& pathOf(const Core::Duplicate& member) { return member.file().url().path(); }
+
+// Calls `visit` with the members of each group sorted by path, groups in the
+// order of their first members; empty groups are left out. Only pointers
+// are sorted, and the comparisons read the paths in place.
+template <class Visit>
+void forEachSorted(const Core::DuplicateGroups& groups, Visit visit) {
+    struct Entry {
+        const std::string* first;
+        const std::vector<Core::Duplicate>* group;
+    };
+    std::vector<Entry> order;
+    order.reserve(groups.size());
     for (const auto& group : groups) {
         if (group.empty()) continue;
-        std::vector<const Core::Duplicate*> members;
-        for (const auto& member : group) members.push_back(&member);
-        std::sort(members.begin(), members.end(), [](const Core::Duplicate* a, const Core::Duplicate* b) {
-            return a->file().url().path() < b->file().url().path();
-        });
-        out.push_back(std::move(members));
+        const std::string* first = &pathOf(group.front());
+        for (const auto& member : group)
+            if (pathOf(member) < *first) first = &pathOf(member);
+        order.push_back({first, &group});
     }
-    std::sort(out.begin(), out.end(),
-              [](const auto& a, const auto& b) { return a.front()->file().url().path() < b.front()->file().url().path(); });
-    return out;
+    std::sort(order.begin(), order.end(), [](const Entry& a, const Entry& b) { return *a.first < *b.first; });
+    std::vector<const Core::Duplicate*> members;
+    for (const Entry& entry : order) {
+        members.clear();
+        for (const auto& member : *entry.group) members.push_back(&member);
+        std::sort(members.begin(), members.end(),
+                  [](const Core::Duplicate* a, const Core::Duplicate* b) { return pathOf(*a) < pathOf(*b); });
+        visit(members);
+    }
 }
 
 nlohmann::json jsonGroups(const Core::DuplicateGroups& groups) {
     nlohmann::json out = nlohmann::json::array();
-    for (const auto& group : sorted(groups)) {
+    forEachSorted(groups, [&](const std::vector<const Core::Duplicate*>& group) {
         nlohmann::json members = nlohmann::json::array();
         for (const Core::Duplicate* member : group) {
-            nlohmann::json item = {{"path", member->file().url().path()}, {"size", member->file().size()}};
+            nlohmann::json item = {{"path", pathOf(*member)}, {"size", member->file().size()}};
             if (const Core::Photo* photo = member->photo()) item["photoID"] = photo->id;
             members.push_back(std::move(item));
         }
         out.push_back(std::move(members));
-    }
+    });
     return out;
+}
+
+// The groups as printJson would lay out the array at the second level: keys
+// in its (sorted) order, two spaces a level, "[]" when empty.
+void writeJsonGroups(std::FILE* out, const Core::DuplicateGroups& groups) {
+    bool anyGroup = false;
+    forEachSorted(groups, [&](const std::vector<const Core::Duplicate*>& group) {
+        std::fputs(anyGroup ? ",\n    [" : "[\n    [", out);
+        anyGroup = true;
+        bool anyMember = false;
+        for (const Core::Duplicate* member : group) {
+            std::fputs(anyMember ? ",\n      {\n        \"path\": " : "\n      {\n        \"path\": ", out);
+            anyMember = true;
+            std::fputs(jsonString(pathOf(*member)).c_str(), out);
+            if (const Core::Photo* photo = member->photo())
+                std::fprintf(out, ",\n        \"photoID\": %s", jsonString(photo->id).c_str());
+            std::fprintf(out, ",\n        \"size\": %lld\n      }", static_cast<long long>(member->file().size()));
+        }
+        std::fputs("\n    ]", out);
+    });
+    std::fputs(anyGroup ? "\n  ]" : "[]", out);
+}
+
+// A full disk or a closed pipe must not pass for a complete report.
+void checkWritten(std::FILE* out) {
+    if (std::fflush(out) != 0 || std::ferror(out))
+        throw CommandError(std::string("cannot write the output: ") + std::strerror(errno));
 }
 
 void printGroups(const char* title, const Core::DuplicateGroups& groups) {
     int number = 0;
-    for (const auto& group : sorted(groups)) {
+    forEachSorted(groups, [&](const std::vector<const Core::Duplicate*>& group) {
         std::printf("%s %d (%zu):\n", title, ++number, group.size());
         for (const Core::Duplicate* member : group) {
             std::string size = platform::formatByteCount(member->file().size());
             if (const Core::Photo* photo = member->photo())
-                std::printf("  %10s  %s  [photo %s]\n", size.c_str(), member->file().url().path().c_str(),
-                            photo->id.c_str());
+                std::printf("  %10s  %s  [photo %s]\n", size.c_str(), pathOf(*member).c_str(), photo->id.c_str());
             else
-                std::printf("  %10s  %s\n", size.c_str(), member->file().url().path().c_str());
+                std::printf("  %10s  %s\n", size.c_str(), pathOf(*member).c_str());
         }
-    }
+    });
 }
 
 }  // namespace
@@ -171,16 +235,25 @@ nlohmann::json dupesJson(const DupesResult& result) {
     return {{"duplicates", jsonGroups(result.duplicates)}, {"similar", jsonGroups(result.similar)}};
 }
 
-void printDupes(const DupesResult& result) {
-    printGroups("Duplicates", result.duplicates);
-    if (!result.similar.empty()) {
+void writeDupesJson(std::FILE* out, const Core::DuplicateGroups& duplicates, const Core::DuplicateGroups& similar) {
+    std::fputs("{\n  \"duplicates\": ", out);
+    writeJsonGroups(out, duplicates);
+    std::fputs(",\n  \"similar\": ", out);
+    writeJsonGroups(out, similar);
+    std::fputs("\n}\n", out);
+    checkWritten(out);
+}
+
+void printDupes(const Core::DuplicateGroups& duplicates, const Core::DuplicateGroups& similar) {
+    printGroups("Duplicates", duplicates);
+    if (!similar.empty()) {
         std::printf("\n");
-        printGroups("Similar pictures", result.similar);
+        printGroups("Similar pictures", similar);
     }
-    long long bytes = reclaimableBytes(result.duplicates);
+    long long bytes = reclaimableBytes(duplicates);
     std::printf("\n%zu duplicate groups, %zu similar groups; removing all but one of each duplicate group frees %s "
                 "(%lld bytes)\n",
-                result.duplicates.size(), result.similar.size(), platform::formatByteCount(bytes).c_str(), bytes);
+                duplicates.size(), similar.size(), platform::formatByteCount(bytes).c_str(), bytes);
 }
 
 namespace {
@@ -199,11 +272,14 @@ const CommandRegistration registration{
         cmd.add_option("ROOT", options->roots, "Folders, or photo libraries (*.photoslibrary)")->required();
         return [options, &globals] {
             bool showProgress = !globals.json && !globals.quiet && ::isatty(STDERR_FILENO);
-            DupesResult result = searchDuplicates(*options, showProgress);
-            if (globals.json)
-                printJson(dupesJson(result));
-            else
-                printDupes(result);
+            searchDuplicates(*options, showProgress,
+                             [&](const Core::DuplicateGroups& duplicates, const Core::DuplicateGroups& similar) {
+                                 if (globals.json)
+                                     writeDupesJson(stdout, duplicates, similar);
+                                 else
+                                     printDupes(duplicates, similar);
+                                 checkWritten(stdout);
+                             });
             return 0;
         };
     }};

@@ -1,0 +1,195 @@
+// Runs "sweeper dupes" on small trees the test writes. Skipped in builds
+// without the tools (the sanitizer presets).
+#include "support/ImageBuilder.h"
+#include "support/PhotoLibraryBuilder.h"
+#include "support/Sweeper.h"
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace testing_support;
+using nlohmann::json;
+using Groups = std::vector<std::vector<std::string>>;
+
+class DupesCommandTest : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!sweeperBuilt()) GTEST_SKIP() << "sweeper is not built here";
+    }
+
+    // Runs "--json dupes ARGUMENTS 'ROOT'" and gives the document; fails the
+    // test unless it exits 0 and its output is laid out as the other
+    // commands lay theirs out.
+    json dupes(const std::string& arguments, const std::string& root) {
+        SweeperRun run = runSweeper("--json dupes " + arguments + " '" + root + "'");
+        EXPECT_EQ(run.status, 0) << run.err;
+        json doc = json::parse(run.out, nullptr, false);
+        EXPECT_FALSE(doc.is_discarded()) << run.out;
+        if (doc.is_discarded()) return json::object();
+        EXPECT_EQ(run.out, doc.dump(2) + "\n");
+        return doc;
+    }
+
+    // The paths of each group, below the test's folder.
+    Groups relative(const json& groups) {
+        Groups out;
+        std::string prefix = dir.str() + "/";
+        for (const auto& group : groups) {
+            out.emplace_back();
+            for (const auto& member : group) {
+                std::string path = member.at("path");
+                out.back().push_back(path.rfind(prefix, 0) == 0 ? path.substr(prefix.size()) : path);
+            }
+        }
+        return out;
+    }
+
+    TempDir dir;
+};
+
+TEST_F(DupesCommandTest, JsonGivesEqualFilesWithSizesAndIdenticalFoldersAsFolders) {
+    writeFile(dir / "report.txt", "Quarterly report\n");
+    writeFile(dir / "Downloads/report (1).txt", "Quarterly report\n");
+    writeFile(dir / "Downloads/todo.txt", "Sort the pictures.\n");
+    for (const char* album : {"Trip", "Trip copy"}) {
+        writeFile(dir / (std::string(album) + "/day1.txt"), "Day one\n");
+        writeFile(dir / (std::string(album) + "/day2.txt"), "Day two, rain\n");
+    }
+
+    // A trailing slash on the root does not show in the paths.
+    json doc = dupes("", dir.str() + "/");
+    // Members by path and groups by their first member, byte-wise.
+    json expected = {{"duplicates",
+                      {{{{"path", dir / "Downloads/report (1).txt"}, {"size", 17}},
+                        {{"path", dir / "report.txt"}, {"size", 17}}},
+                       {{{"path", dir / "Trip"}, {"size", 22}}, {{"path", dir / "Trip copy"}, {"size", 22}}}}},
+                     {"similar", json::array()}};
+    EXPECT_EQ(doc, expected);
+}
+
+TEST_F(DupesCommandTest, ExclusionsMinimumSizeAndHiddenFoldersNarrowTheSearch) {
+    writeFileOfSize(dir / "big1.dat", 100);
+    writeFileOfSize(dir / "big2.dat", 100);
+    writeFileOfSize(dir / "skip/big3.dat", 100);
+    writeFileOfSize(dir / ".cache/big4.dat", 100);
+    writeFile(dir / ".cache/index", "cache index");  // so that .cache is no twin of skip
+    writeFile(dir / "a.log", "log line\n");
+    writeFile(dir / "b.log", "log line\n");
+    writeFile(dir / "small1.txt", "tiny");
+    writeFile(dir / "small2.txt", "tiny");
+
+    EXPECT_EQ(relative(dupes("", dir.str())["duplicates"]),
+              (Groups{{"a.log", "b.log"}, {"big1.dat", "big2.dat", "skip/big3.dat"}, {"small1.txt", "small2.txt"}}));
+    // Extensions with and without the dot; an excluded folder with a
+    // trailing slash.
+    EXPECT_EQ(relative(dupes("--exclude '" + (dir / "skip") + "/' --exclude-ext log --exclude-ext .txt", dir.str())
+                           ["duplicates"]),
+              (Groups{{"big1.dat", "big2.dat"}}));
+    EXPECT_EQ(relative(dupes("--min-size 5", dir.str())["duplicates"]),
+              (Groups{{"a.log", "b.log"}, {"big1.dat", "big2.dat", "skip/big3.dat"}}));
+    EXPECT_EQ(relative(dupes("--min-size 101", dir.str())["duplicates"]), Groups{});
+    EXPECT_EQ(relative(dupes("--hidden --exclude-ext log --exclude-ext txt", dir.str())["duplicates"]),
+              (Groups{{".cache/big4.dat", "big1.dat", "big2.dat", "skip/big3.dat"}}));
+}
+
+TEST_F(DupesCommandTest, NearIdenticalPicturesAreSimilarUnlessOnlyDuplicatesAreAskedFor) {
+    std::vector<uint8_t> gradient = horizontalGradient(64, 48);
+    writeFile(dir / "a.jpg", encodeJpeg(gradient, 64, 48, 1));
+    gradient[0] ^= 0x40;  // a speck: another file, the same picture to the eye
+    std::string speckled = encodeJpeg(gradient, 64, 48, 1, {.exifSegment = "", .orientation = 0, .quality = 70});
+    writeFile(dir / "b.jpg", speckled);
+
+    json doc = dupes("", dir.str());
+    EXPECT_EQ(doc["duplicates"], json::array());
+    ASSERT_EQ(relative(doc["similar"]), (Groups{{"a.jpg", "b.jpg"}}));
+    EXPECT_EQ(doc["similar"][0][1]["size"], speckled.size());
+
+    doc = dupes("--only-duplicates", dir.str());
+    EXPECT_EQ(doc, (json{{"duplicates", json::array()}, {"similar", json::array()}}));
+}
+
+TEST_F(DupesCommandTest, PhotosOfALibraryRootCarryTheirIdentifier) {
+    std::string lib = dir / "Pictures.photoslibrary";
+    writeFile(lib + "/originals/A/a.jpg", "a photo's bytes");
+    writeFile(lib + "/originals/B/b.jpg", "another photo");
+    NewLibrary content;
+    content.assets = {{.uuid = "ID-A", .directory = "A", .filename = "a.jpg"},
+                      {.uuid = "ID-B", .directory = "B", .filename = "b.jpg"}};
+    writeNewLibrary(lib, content);
+    writeFile(dir / "loose/a-copy.jpg", "a photo's bytes");
+    writeFile(dir / "loose/other.txt", "keeps the folder apart");
+
+    SweeperRun run = runSweeper("--json dupes '" + lib + "/' '" + (dir / "loose") + "'");
+    ASSERT_EQ(run.status, 0) << run.err;
+    json expected = {{{{"path", lib + "/originals/A/a.jpg"}, {"photoID", "ID-A"}, {"size", 15}},
+                      {{"path", dir / "loose/a-copy.jpg"}, {"size", 15}}}};
+    EXPECT_EQ(json::parse(run.out)["duplicates"], expected);
+    EXPECT_EQ(run.out, json::parse(run.out).dump(2) + "\n");
+
+    run = runSweeper("dupes '" + lib + "' '" + (dir / "loose") + "'");
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_NE(run.out.find(lib + "/originals/A/a.jpg  [photo ID-A]\n"), std::string::npos) << run.out;
+}
+
+TEST_F(DupesCommandTest, TextListsGroupsApartAndTheBytesToFree) {
+    writeFileOfSize(dir / "one/a.dat", 1000, 'a');
+    writeFileOfSize(dir / "two/a.dat", 1000, 'a');
+    writeFileOfSize(dir / "three/a.dat", 1000, 'a');
+    for (const char* folder : {"one", "two", "three"}) writeFile(dir / (std::string(folder) + "/" + folder), folder);
+    writeFile(dir / "x.txt", "twice\n");
+    writeFile(dir / "y.txt", "twice\n");
+    std::vector<uint8_t> gradient = horizontalGradient(64, 48);
+    writeFile(dir / "p.jpg", encodeJpeg(gradient, 64, 48, 1));
+    gradient[0] ^= 0x40;
+    writeFile(dir / "q.jpg", encodeJpeg(gradient, 64, 48, 1, {.exifSegment = "", .orientation = 0, .quality = 70}));
+
+    SweeperRun run = runSweeper("dupes '" + dir.str() + "'");
+    ASSERT_EQ(run.status, 0) << run.err;
+    const std::string& out = run.out;
+    size_t first = out.find("Duplicates 1 (3):\n"), second = out.find("Duplicates 2 (2):\n");
+    size_t similar = out.find("\nSimilar pictures 1 (2):\n");
+    ASSERT_NE(first, std::string::npos) << out;
+    ASSERT_NE(second, std::string::npos) << out;
+    ASSERT_NE(similar, std::string::npos) << out;
+    EXPECT_LT(first, second);
+    EXPECT_LT(second, similar);
+    EXPECT_LT(out.find(dir / "one/a.dat"), out.find(dir / "three/a.dat"));
+    EXPECT_LT(out.find(dir / "three/a.dat"), out.find(dir / "two/a.dat"));
+    EXPECT_GT(out.find(dir / "q.jpg"), similar);
+    // Two spare copies of 1000 bytes and one of 6.
+    EXPECT_NE(out.find("2 duplicate groups, 1 similar groups; removing all but one of each duplicate group frees "),
+              std::string::npos)
+        << out;
+    EXPECT_NE(out.find("(2006 bytes)\n"), std::string::npos) << out;
+}
+
+TEST_F(DupesCommandTest, BadRootsFailWithTheirExitCodes) {
+    SweeperRun run = runSweeper("dupes '" + (dir / "missing") + "'");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find(dir / "missing"), std::string::npos) << run.err;
+    EXPECT_TRUE(run.out.empty());
+
+    writeFile(dir / "file.txt", "not a folder");
+    run = runSweeper("--json dupes '" + (dir / "file.txt") + "'");
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.err.find("is not a folder"), std::string::npos) << run.err;
+    EXPECT_TRUE(run.out.empty());
+
+    EXPECT_EQ(runSweeper("dupes").status, 2);
+    EXPECT_EQ(runSweeper("dupes --min-size -1 '" + dir.str() + "'").status, 2);
+}
+
+TEST_F(DupesCommandTest, NamesThatAreNotUtf8GetReplacementCharacters) {
+    writeFile(dir / "bad\xff.txt", "same bytes");
+    writeFile(dir / "caf\xc3.txt", "same bytes");
+    json doc = dupes("", dir.str());
+    EXPECT_EQ(relative(doc["duplicates"]), (Groups{{"bad\xEF\xBF\xBD.txt", "caf\xEF\xBF\xBD.txt"}}));
+}
+
+}  // namespace
