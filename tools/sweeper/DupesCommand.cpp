@@ -99,13 +99,6 @@ void searchDuplicates(const DupesOptions& options, bool showProgress, const Dupe
 
     platform::dispatch::declareMainThread();
     auto finder = Core::DuplicateFileFinder::shared();
-    // The search's queue lets go of the finder after it has sent the
-    // completion, which may be while the process exits and the instance
-    // that shared() holds is already gone; the queue would then destroy the
-    // finder next to the static destructors. This reference is never
-    // dropped, so the process-wide finder lives until the very end.
-    static const auto* const keepAlive = new std::shared_ptr<Core::DuplicateFileFinder>(finder);
-    (void)keepAlive;
     auto delegate = std::make_shared<DupesDelegate>(showProgress, handler);
     finder->delegate = delegate;
     finder->setRootFolderURLs(roots);
