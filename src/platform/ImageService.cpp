@@ -56,7 +56,7 @@ void* collectLoaderTypes(void* klass, void* a, void*) {
     // checked cast of the library's class macro.
     auto* typeClass = static_cast<GTypeClass*>(klass);
     if (!scan->vips->g_type_check_class_is_a(typeClass, scan->vips->vips_foreign_get_type())) return nullptr;
-    const char** suffixes = reinterpret_cast<VipsForeignClass*>(klass)->suffs;
+    const char** suffixes = static_cast<VipsForeignClass*>(klass)->suffs;
     for (; suffixes != nullptr && *suffixes != nullptr; ++suffixes) {
         std::string_view suffix = *suffixes;
         if (!suffix.empty() && suffix.front() == '.') suffix.remove_prefix(1);
