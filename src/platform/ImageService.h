@@ -5,10 +5,14 @@
 // the orientation tag, a gray stretch of that thumbnail into an exact W x H
 // buffer, and the EXIF original date text.
 //
+// libvips is not linked: it is opened on the first call that needs it (a
+// program that decodes nothing never maps it). Where it cannot be opened,
+// nothing is decodable and every operation fails by value, as it does for an
+// undecodable file; one line says why in platform::log.
+//
 // Threading: every call may be made from any thread. libvips is started once
-// per process on first use (under std::call_once) and never shut down; its
-// operation cache is switched off, so a file that changes on disk is read
-// again. An `Image` may be passed between threads but not used by two at once.
+// per process on first use and never shut down; its operation cache is
+// switched off, so a file that changes on disk is read again. An `Image` may be passed between threads but not used by two at once.
 //
 //   auto& images = platform::ImageService::shared();
 //   platform::Image thumb = images.thumbnail("/photos/a.jpg", 18);

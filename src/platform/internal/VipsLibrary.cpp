@@ -1,0 +1,79 @@
+#include "platform/internal/VipsLibrary.h"
+
+#include "platform/Analytics.h"
+
+#include <dlfcn.h>
+
+namespace platform::internal {
+namespace {
+
+void unavailable(const std::string& name, const std::string& why) {
+    log("image decoding unavailable: " + name + ": " + why);
+}
+
+// What the library's start-up macro does, through the table: refuse a
+// library of another interface version, then initialise.
+bool start(const VipsLibrary& vips, const std::string& name) {
+    int found = vips.vips_version(3) - vips.vips_version(5);
+    if (found != VIPS_LIBRARY_CURRENT - VIPS_LIBRARY_AGE) {
+        unavailable(name, "interface version " + std::to_string(found) + ", built for " +
+                              std::to_string(VIPS_LIBRARY_CURRENT - VIPS_LIBRARY_AGE));
+        return false;
+    }
+    if (vips.vips_init("core") != 0) {
+        vips.vips_error_clear();
+        unavailable(name, "it failed to start");
+        return false;
+    }
+    // Cached operations would hand back the pixels of a file that has since
+    // changed on disk; each thumbnail is made once anyway.
+    vips.vips_cache_set_max(0);
+    vips.vips_cache_set_max_mem(0);
+    vips.vips_cache_set_max_files(0);
+    // Damaged files are reported to the caller by value; the library's own
+    // warnings about them would only clutter the host's stderr.
+    vips.g_log_set_handler("VIPS", GLogLevelFlags(G_LOG_LEVEL_WARNING | G_LOG_LEVEL_MESSAGE | G_LOG_LEVEL_INFO),
+                           [](const gchar*, GLogLevelFlags, const gchar*, gpointer) {}, nullptr);
+    return true;
+}
+
+}  // namespace
+
+std::string defaultVipsLibraryName() {
+    return "libvips.so." + std::to_string(VIPS_LIBRARY_CURRENT - VIPS_LIBRARY_AGE);
+}
+
+std::unique_ptr<const VipsLibrary> loadVipsLibrary(const std::string& name) {
+    void* handle = ::dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (handle == nullptr) {
+        const char* why = ::dlerror();
+        unavailable(name, why != nullptr ? why : "it cannot be opened");
+        return nullptr;
+    }
+    auto vips = std::make_unique<VipsLibrary>();
+    // A lookup through the handle also finds the functions of the libraries
+    // it depends on, which is where the GLib ones live.
+    const char* missing = nullptr;
+#define CORE_VIPS_LOOKUP(fn)                                                   \
+    if (missing == nullptr) {                                                  \
+        vips->fn = reinterpret_cast<decltype(&::fn)>(::dlsym(handle, #fn));    \
+        if (vips->fn == nullptr) missing = #fn;                                \
+    }
+    CORE_VIPS_FUNCTIONS(CORE_VIPS_LOOKUP)
+#undef CORE_VIPS_LOOKUP
+    if (missing != nullptr) {
+        unavailable(name, std::string("it has no ") + missing);
+        ::dlclose(handle);
+        return nullptr;
+    }
+    // Left open even when it will not start: it may have started threads.
+    if (!start(*vips, name)) return nullptr;
+    return vips;
+}
+
+const VipsLibrary* sharedVipsLibrary() {
+    static const std::unique_ptr<const VipsLibrary> shared = loadVipsLibrary(defaultVipsLibraryName());
+    return shared.get();
+}
+
+}  // namespace platform::internal
