@@ -40,14 +40,20 @@ struct DirCloser {
 // when it is large enough; otherwise marks `directory`. True when taken.
 // The entry is looked at relative to its open folder, which spares the
 // kernel a walk of the whole path for every file.
+// The path of an object that the search keeps, its text in the arena.
+Path kept(internal::TextArena& texts, const Path& path) {
+    return Path::borrowing(texts.copy(path.view()), path.length());
+}
+
 template <class T, class Index>
-bool takeSized(Directory* directory, DIR* dir, const dirent* entry, Path path, long long minFileSize, Index& index) {
+bool takeSized(Directory* directory, DIR* dir, const dirent* entry, const Path& path, internal::TextArena& texts,
+               long long minFileSize, Index& index) {
     struct stat st {};
     if (::fstatat(::dirfd(dir), entry->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0 || st.st_size < minFileSize) {
         directory->unique = true;
         return false;
     }
-    auto item = make<T>(std::move(path), st.st_size, directory);
+    auto item = make<T>(kept(texts, path), st.st_size, directory);
     index.add(st.st_size, item.get());
     directory->children.push_back(std::move(item));
     return true;
@@ -76,6 +82,7 @@ DuplicateFileFinder::DuplicateFileFinder(ProgressCallback onProgress, PathCallba
 void DuplicateFileFinder::releaseFiles() {
     directories.clear();
     libraries.clear();
+    pathTexts.clear();
 }
 
 void DuplicateFileFinder::notifyCurrentPath(const Path& path) {
@@ -152,7 +159,7 @@ std::shared_ptr<Directory> DuplicateFileFinder::scanFiles(const Path& root, Dupl
                 // Links pass no filter but the size.
                 Path path = directory->path / entry->d_name;
                 notifyCurrentPath(path);
-                takeSized<Symlink>(directory, dir.get(), entry, std::move(path), minFileSize, linksBySize);
+                takeSized<Symlink>(directory, dir.get(), entry, path, pathTexts, minFileSize, linksBySize);
                 break;
             }
             case DT_REG: {
@@ -163,7 +170,7 @@ std::shared_ptr<Directory> DuplicateFileFinder::scanFiles(const Path& root, Dupl
                 }
                 Path path = directory->path / entry->d_name;
                 notifyCurrentPath(path);
-                if (takeSized<File>(directory, dir.get(), entry, std::move(path), minFileSize, filesBySize)) ++count;
+                if (takeSized<File>(directory, dir.get(), entry, path, pathTexts, minFileSize, filesBySize)) ++count;
                 break;
             }
             case DT_DIR: {
@@ -176,7 +183,7 @@ std::shared_ptr<Directory> DuplicateFileFinder::scanFiles(const Path& root, Dupl
                     } else if (exclude(path)) {
                         directory->unique = true;
                     } else {
-                        auto child = make<Directory>(std::move(path), directory);
+                        auto child = make<Directory>(kept(pathTexts, path), directory);
                         stack.push_back(child.get());
                         directory->children.push_back(std::move(child));
                     }
@@ -191,7 +198,7 @@ std::shared_ptr<Directory> DuplicateFileFinder::scanFiles(const Path& root, Dupl
                     directory->unique = true;
                     break;
                 }
-                auto package = make<Package>(std::move(path), directory);
+                auto package = make<Package>(kept(pathTexts, path), directory);
                 if (size != 0)
                     packagesBySize.add(size, package.get());
                 else

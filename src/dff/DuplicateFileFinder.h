@@ -25,6 +25,7 @@
 #include "dff/File.h"
 #include "dff/PhotoLibrary.h"
 #include "dff/image/ImageHashValue.h"
+#include "dff/internal/TextArena.h"
 
 #include <dirent.h>
 
@@ -108,6 +109,9 @@ public:
     ProgressCallback onProgress;
     PathCallback onCurrentPath;
 
+    // The path texts of what the searches found; declared before the
+    // objects that borrow them, so that it goes after them.
+    internal::TextArena pathTexts;
     // What the searches found, owned until releaseFiles().
     std::vector<std::shared_ptr<Directory>> directories;
     std::vector<std::shared_ptr<Package>> libraries;
