@@ -36,15 +36,24 @@ struct DirCloser {
     void operator()(DIR* dir) const { ::closedir(dir); }
 };
 
-// Looks at a file or link without following it and takes it into `index`
-// when it is large enough; otherwise marks `directory`. True when taken.
-// The entry is looked at relative to its open folder, which spares the
-// kernel a walk of the whole path for every file.
+// The path of an entry in `scratch`, borrowed from it: good until the next
+// entry. Most entries are looked at and reported, and only those kept are
+// copied once more, into the search's arena; so no entry costs an
+// allocation of its own.
+Path entryPath(std::string& scratch, const Path& directory, const char* name) {
+    scratch.assign(directory.view()).append(1, '/').append(name);
+    return Path::borrowing(scratch.c_str(), scratch.size());
+}
+
 // The path of an object that the search keeps, its text in the arena.
 Path kept(internal::TextArena& texts, const Path& path) {
     return Path::borrowing(texts.copy(path.view()), path.length());
 }
 
+// Looks at a file or link without following it and takes it into `index`
+// when it is large enough; otherwise marks `directory`. True when taken.
+// The entry is looked at relative to its open folder, which spares the
+// kernel a walk of the whole path for every file.
 template <class T, class Index>
 bool takeSized(Directory* directory, DIR* dir, const dirent* entry, const Path& path, internal::TextArena& texts,
                long long minFileSize, Index& index) {
@@ -137,6 +146,7 @@ std::shared_ptr<Directory> DuplicateFileFinder::scanFiles(const Path& root, Dupl
 
     std::deque<Directory*> stack{rootDirectory.get()};
     const bool hiddenFolders = includeHiddenFolders;
+    std::string scratch;
     while (!stack.empty()) {
         Directory* directory = stack.back();
         stack.pop_back();
@@ -157,7 +167,7 @@ std::shared_ptr<Directory> DuplicateFileFinder::scanFiles(const Path& root, Dupl
             switch (internal::entryType(dir.get(), entry)) {
             case DT_LNK: {
                 // Links pass no filter but the size.
-                Path path = directory->path / entry->d_name;
+                Path path = entryPath(scratch, directory->path, entry->d_name);
                 notifyCurrentPath(path);
                 takeSized<Symlink>(directory, dir.get(), entry, path, pathTexts, minFileSize, linksBySize);
                 break;
@@ -168,14 +178,14 @@ std::shared_ptr<Directory> DuplicateFileFinder::scanFiles(const Path& root, Dupl
                     directory->unique = true;
                     break;
                 }
-                Path path = directory->path / entry->d_name;
+                Path path = entryPath(scratch, directory->path, entry->d_name);
                 notifyCurrentPath(path);
                 if (takeSized<File>(directory, dir.get(), entry, path, pathTexts, minFileSize, filesBySize)) ++count;
                 break;
             }
             case DT_DIR: {
                 if (specialDirectory(entry)) break;
-                Path path = directory->path / entry->d_name;
+                Path path = entryPath(scratch, directory->path, entry->d_name);
                 notifyCurrentPath(path);
                 if (!isPackage(path.cStr())) {
                     if (!hiddenFolders && entry->d_name[0] == '.') {
