@@ -16,6 +16,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <filesystem>
@@ -154,20 +155,6 @@ void forEachSorted(const Core::DuplicateGroups& groups, Visit visit) {
     }
 }
 
-nlohmann::json jsonGroups(const Core::DuplicateGroups& groups) {
-    nlohmann::json out = nlohmann::json::array();
-    forEachSorted(groups, [&](const std::vector<const Core::Duplicate*>& group) {
-        nlohmann::json members = nlohmann::json::array();
-        for (const Core::Duplicate* member : group) {
-            nlohmann::json item = {{"path", pathOf(*member)}, {"size", member->file().size()}};
-            if (const Core::Photo* photo = member->photo()) item["photoID"] = photo->id;
-            members.push_back(std::move(item));
-        }
-        out.push_back(std::move(members));
-    });
-    return out;
-}
-
 // The groups as printJson would lay out the array at the second level: keys
 // in its (sorted) order, two spaces a level, "[]" when empty.
 void writeJsonGroups(std::FILE* out, const Core::DuplicateGroups& groups) {
@@ -224,10 +211,6 @@ long long reclaimableBytes(const Core::DuplicateGroups& duplicates) {
     return total;
 }
 
-nlohmann::json dupesJson(const DupesResult& result) {
-    return {{"duplicates", jsonGroups(result.duplicates)}, {"similar", jsonGroups(result.similar)}};
-}
-
 void writeDupesJson(std::FILE* out, const Core::DuplicateGroups& duplicates, const Core::DuplicateGroups& similar) {
     std::fputs("{\n  \"duplicates\": ", out);
     writeJsonGroups(out, duplicates);
@@ -235,6 +218,26 @@ void writeDupesJson(std::FILE* out, const Core::DuplicateGroups& duplicates, con
     writeJsonGroups(out, similar);
     std::fputs("\n}\n", out);
     checkWritten(out);
+}
+
+// The same document as a value, from the one writer of its layout; only
+// small results (the demo's) are wanted this way.
+nlohmann::json dupesJson(const DupesResult& result) {
+    char* text = nullptr;
+    size_t size = 0;
+    std::FILE* memory = ::open_memstream(&text, &size);
+    if (memory == nullptr) throw CommandError(std::string("cannot make the output: ") + std::strerror(errno));
+    try {
+        writeDupesJson(memory, result.duplicates, result.similar);
+    } catch (...) {
+        std::fclose(memory);
+        std::free(text);
+        throw;
+    }
+    std::fclose(memory);
+    nlohmann::json document = nlohmann::json::parse(text, text + size);
+    std::free(text);
+    return document;
 }
 
 void printDupes(const Core::DuplicateGroups& duplicates, const Core::DuplicateGroups& similar) {
