@@ -13,6 +13,7 @@
 #include <iterator>
 #include <limits>
 #include <memory>
+#include <vector>
 
 namespace platform {
 
@@ -23,6 +24,9 @@ constexpr double kReferenceDateOffset = 978307200.0;
 // Deeper trees are refused rather than walked: a hostile document must not
 // exhaust the stack.
 constexpr int kMaxDepth = 256;
+// Information lists, launchd jobs and photo metadata are small; anything far
+// larger is no document the library reads.
+constexpr size_t kMaxDocumentSize = size_t(64) << 20;
 
 struct PlistDeleter {
     void operator()(plist_t node) const { plist_free(node); }
@@ -201,6 +205,90 @@ bool holdsNulInString(std::string_view doc) {
     return false;
 }
 
+// The parser recurses once per level of nesting and checks every reference
+// against all the objects above it, so a hostile document of a hundred
+// thousand nested arrays costs minutes and then the stack. The nesting is
+// measured here first, without recursion, and deep or cyclic documents are
+// refused before the parser sees them.
+bool nestsTooDeep(std::string_view doc) {
+    if (doc.substr(0, 6) != "bplist") {
+        // XML: count open container elements; "<array/>" and "<dict/>" hold nothing.
+        int depth = 0;
+        for (size_t at = doc.find('<'); at != std::string_view::npos; at = doc.find('<', at + 1)) {
+            std::string_view tag = doc.substr(at + 1);
+            bool closing = !tag.empty() && tag[0] == '/';
+            if (closing) tag.remove_prefix(1);
+            size_t nameLength = tag.starts_with("array") ? 5 : tag.starts_with("dict") ? 4 : 0;
+            if (nameLength == 0 || tag.size() <= nameLength) continue;
+            char next = tag[nameLength];
+            if (next == '/') continue;
+            if (next != '>' && next != ' ' && next != '\t' && next != '\n' && next != '\r') continue;
+            depth += closing ? -1 : 1;
+            if (depth > kMaxDepth) return true;
+        }
+        return false;
+    }
+    if (doc.size() < 8 + 32) return false;
+    auto bytes = reinterpret_cast<const unsigned char*>(doc.data());
+    const unsigned char* trailer = bytes + doc.size() - 32;
+    size_t offsetSize = trailer[6], refSize = trailer[7];
+    uint64_t objects = bigEndian(trailer + 8, 8), top = bigEndian(trailer + 16, 8), tableAt = bigEndian(trailer + 24, 8);
+    // What does not fit is left to the parser, which refuses it.
+    if (offsetSize == 0 || offsetSize > 8 || refSize == 0 || refSize > 8 || tableAt >= doc.size() ||
+        objects > (doc.size() - tableAt) / offsetSize || top >= objects)
+        return false;
+
+    // The references held by container `n` (arrays, sets, and the values and
+    // keys of dictionaries); empty for scalars and for what does not fit.
+    auto references = [&](uint64_t n) -> std::pair<uint64_t, uint64_t> {  // first byte, count
+        uint64_t at = bigEndian(bytes + tableAt + n * offsetSize, offsetSize);
+        if (at >= doc.size()) return {0, 0};
+        unsigned marker = bytes[at] >> 4;
+        if (marker != 0xA && marker != 0xC && marker != 0xD) return {0, 0};
+        uint64_t count = bytes[at] & 0x0F, start = at + 1;
+        if (count == 0x0F) {
+            if (start >= doc.size() || (bytes[start] >> 4) != 0x1) return {0, 0};
+            size_t width = size_t(1) << (bytes[start] & 0x0F);
+            if (width > 8 || start + 1 + width > doc.size()) return {0, 0};
+            count = bigEndian(bytes + start + 1, width);
+            start += 1 + width;
+        }
+        if (marker == 0xD) count = count > UINT64_MAX / 2 ? UINT64_MAX : count * 2;
+        if (count > (doc.size() - start) / refSize) return {0, 0};
+        return {start, count};
+    };
+
+    // Depth-first from the top object with an explicit stack. A reference to
+    // an object on the current path is a cycle; a finished object is not
+    // walked again, so shared objects cost nothing more.
+    enum : uint8_t { unseen, onPath, done };
+    std::vector<uint8_t> state(objects, unseen);
+    struct Frame {
+        uint64_t object, first, count, next;
+    };
+    std::vector<Frame> path;
+    auto enter = [&](uint64_t n) {
+        auto [first, count] = references(n);
+        state[n] = onPath;
+        path.push_back({n, first, count, 0});
+    };
+    enter(top);
+    while (!path.empty()) {
+        if (path.size() > static_cast<size_t>(kMaxDepth)) return true;
+        Frame& frame = path.back();
+        if (frame.next == frame.count) {
+            state[frame.object] = done;
+            path.pop_back();
+            continue;
+        }
+        uint64_t child = bigEndian(bytes + frame.first + frame.next++ * refSize, refSize);
+        if (child >= objects) continue;
+        if (state[child] == onPath) return true;
+        if (state[child] == unseen) enter(child);
+    }
+    return false;
+}
+
 }  // namespace
 
 std::optional<double> PlistValue::number() const {
@@ -219,8 +307,8 @@ const PlistValue* PlistValue::find(std::string_view key) const {
 }
 
 std::optional<PlistValue> parsePropertyList(std::string_view bytes) {
-    if (bytes.empty() || bytes.size() > std::numeric_limits<uint32_t>::max()) return std::nullopt;
-    if (holdsNulInString(bytes)) return std::nullopt;
+    if (bytes.empty() || bytes.size() > kMaxDocumentSize) return std::nullopt;
+    if (holdsNulInString(bytes) || nestsTooDeep(bytes)) return std::nullopt;
     plist_t root = nullptr;
     plist_from_memory(bytes.data(), static_cast<uint32_t>(bytes.size()), &root);
     PlistPtr owner(root);
@@ -232,17 +320,22 @@ namespace {
 // The bytes of a regular file; nothing for folders and unreadable paths
 // (a stream on a folder opens, then throws on its first read).
 std::optional<std::string> readRegularFile(const std::string& path) {
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    // Non-blocking, so that a FIFO put where a list was expected cannot hang the open.
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) return std::nullopt;
     std::optional<std::string> bytes;
     struct stat st {};
-    if (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode)) {
+    if (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && static_cast<uint64_t>(st.st_size) <= kMaxDocumentSize) {
         bytes.emplace();
         char buffer[65536];
         for (;;) {
             ssize_t n = ::read(fd, buffer, sizeof buffer);
             if (n > 0) {
                 bytes->append(buffer, static_cast<size_t>(n));
+                if (bytes->size() > kMaxDocumentSize) {  // it grew while being read
+                    bytes.reset();
+                    break;
+                }
             } else if (n == 0) {
                 break;
             } else if (errno != EINTR) {
