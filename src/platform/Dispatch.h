@@ -237,6 +237,19 @@ private:
     std::shared_ptr<internal::SemaphoreState> _state;
 };
 
+// Holds a semaphore used as a lock for the life of the scope: waits on
+// construction, signals on destruction, also when an exception leaves it.
+class SemaphoreGuard {
+public:
+    explicit SemaphoreGuard(Semaphore& semaphore) : _semaphore(semaphore) { _semaphore.wait(); }
+    ~SemaphoreGuard() { _semaphore.signal(); }
+    SemaphoreGuard(const SemaphoreGuard&) = delete;
+    SemaphoreGuard& operator=(const SemaphoreGuard&) = delete;
+
+private:
+    Semaphore& _semaphore;
+};
+
 // Marks the current pool worker as blocked for the life of the scope, so
 // that the pool may start another worker while work is queued. Nested
 // markers count once. Does nothing on threads that aren't pool workers.

@@ -6,12 +6,12 @@
 //
 // Threading: part of a FileFinder cache; see FileFinder.
 
-#include "Core/foundation/CaseInsensitiveString.h"
 #include "Core/finder/FileNode.h"
 #include "Core/finder/MatchedResult.h"
 #include "Core/rules/Matcher.h"
 #include "platform/URL.h"
 
+#include <string>
 #include <unordered_map>
 
 namespace Core {
@@ -24,7 +24,9 @@ public:
 
     const platform::URL url;
     bool scanned = false;
-    std::unordered_map<CaseInsensitiveString, FileNode> children;
+    // Keyed by the name as the disk spells it: on a case-sensitive file
+    // system "Cache" and "cache" are two entries.
+    std::unordered_map<std::string, FileNode> children;
     std::unordered_map<Matcher, MatchedResult> matched;
 };
 

@@ -62,18 +62,18 @@ public:
                 return;
             }
             MatchedFiles result{f.priority, {}};
-            bool listed = forEachEntry(d, [&](const CaseInsensitiveString& name, FileNode* entry) {
+            bool listed = forEachEntry(d, [&](const std::string& name, FileNode* entry) {
                 if (entry != nullptr && (entry->isDirectory() || entry->nodeCase() == FileNode::Case::notExists))
                     return;
                 if (entry != nullptr && entry->isFile() && entry->fileInfo()->priority != f.priority) return;
-                auto match = f.matcher.match(name.origin());
+                auto match = f.matcher.match(name);
                 if (!match.matched) {
                     if (entry == nullptr) d.children.emplace(name, FileNode::unknown());
                     return;
                 }
                 std::shared_ptr<FileInfo> info = entry != nullptr && entry->isFile() ? entry->fileInfo() : nullptr;
                 if (!info) {
-                    info = std::make_shared<FileInfo>(d.url.appending(name.origin()), f.priority);
+                    info = std::make_shared<FileInfo>(d.url.appending(name), f.priority);
                     d.children.insert_or_assign(name, FileNode::file(info));
                 }
                 OptionalID captured = CaseInsensitiveString::from(match.id);
@@ -84,7 +84,7 @@ public:
             return;
         }
 
-        auto it = lookUp(d, f.matcher.name());
+        auto it = lookUp(d, f.matcher.name().origin());
         if (it == d.children.end()) return;
         FileNode& node = it->second;
         switch (node.nodeCase()) {
@@ -95,7 +95,7 @@ public:
             case FileNode::Case::notExists: return;
             case FileNode::Case::unknown: {
                 // The name as the directory spells it, when it was listed.
-                auto info = std::make_shared<FileInfo>(d.url.appending(it->first.origin()), f.priority);
+                auto info = std::make_shared<FileInfo>(d.url.appending(it->first), f.priority);
                 node = FileNode::file(info);
                 report(c, info);
                 return;
@@ -117,9 +117,9 @@ public:
                 return;
             }
             MatchedDirectories result;
-            bool listed = forEachEntry(d, [&](const CaseInsensitiveString& name, FileNode* entry) {
+            bool listed = forEachEntry(d, [&](const std::string& name, FileNode* entry) {
                 if (entry != nullptr && (entry->isFile() || entry->nodeCase() == FileNode::Case::notExists)) return;
-                auto match = m.matcher.match(name.origin());
+                auto match = m.matcher.match(name);
                 if (!match.matched) {
                     if (entry == nullptr) d.children.emplace(name, FileNode::unknown());
                     return;
@@ -127,7 +127,7 @@ public:
                 std::shared_ptr<DirectoryInfo> info =
                     entry != nullptr && entry->isDirectory() ? entry->directoryInfo() : nullptr;
                 if (!info) {
-                    info = std::make_shared<DirectoryInfo>(d.url.appending(name.origin(), true));
+                    info = std::make_shared<DirectoryInfo>(d.url.appending(name, true));
                     d.children.insert_or_assign(name, FileNode::directory(info));
                 }
                 OptionalID captured = CaseInsensitiveString::from(match.id);
@@ -138,7 +138,7 @@ public:
             return;
         }
 
-        auto it = lookUp(d, m.matcher.name());
+        auto it = lookUp(d, m.matcher.name().origin());
         if (it == d.children.end()) return;
         FileNode& node = it->second;
         switch (node.nodeCase()) {
@@ -146,7 +146,7 @@ public:
             case FileNode::Case::file:
             case FileNode::Case::notExists: return;
             case FileNode::Case::unknown: {
-                auto info = std::make_shared<DirectoryInfo>(d.url.appending(it->first.origin(), true));
+                auto info = std::make_shared<DirectoryInfo>(d.url.appending(it->first, true));
                 node = FileNode::directory(info);
                 descend(c, info);
                 return;
@@ -155,15 +155,15 @@ public:
     }
 
 private:
-    using Children = std::unordered_map<CaseInsensitiveString, FileNode>;
+    using Children = std::unordered_map<std::string, FileNode>;
 
     // The entry of an exact name, asking the disk at most once per name:
     // end() when a scanned directory lacks it; a missing name is stored as
     // `notExists`, an existing one as `unknown`.
-    Children::iterator lookUp(DirectoryInfo& d, const CaseInsensitiveString& name) {
+    Children::iterator lookUp(DirectoryInfo& d, const std::string& name) {
         auto it = d.children.find(name);
         if (it != d.children.end() || d.scanned) return it;
-        bool exists = _fs.fileExists(d.url.appending(name.origin()).path());
+        bool exists = _fs.fileExists(d.url.appending(name).path());
         return d.children.emplace(name, exists ? FileNode::unknown() : FileNode::notExists()).first;
     }
 
@@ -185,7 +185,7 @@ private:
         d.scanned = true;
         for (auto& entry : listing) {
             if (!entry.resourceValues.name) continue;
-            CaseInsensitiveString name(std::move(*entry.resourceValues.name));
+            std::string name(std::move(*entry.resourceValues.name));
             auto it = d.children.find(name);
             visit(name, it == d.children.end() ? nullptr : &it->second);
         }
@@ -237,10 +237,12 @@ std::vector<AppFile> FileFinder::makeAppFiles(const std::vector<AppFileInfo>& fi
     out.reserve(files.size());
     for (const auto& item : files) {
         FileInfo& info = *item.file;
-        info.semaphore.wait();
-        if (!info.size) info.size = FileManager::size(info.url);
-        int64_t size = *info.size;
-        info.semaphore.signal();
+        int64_t size = 0;
+        {
+            platform::dispatch::SemaphoreGuard guard(info.semaphore);
+            if (!info.size) info.size = FileManager::size(info.url);
+            size = *info.size;
+        }
         out.emplace_back(info.url, size, item.kind, item.owner);
     }
     return out;

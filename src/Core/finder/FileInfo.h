@@ -9,7 +9,8 @@
 // runs the walk.
 //
 //   auto info = std::make_shared<Core::FileInfo>(platform::URL::fileURL("/Users/a/Library/Caches/x"), 40);
-//   info->semaphore.wait(); if (!info->size) info->size = measure(info->url); info->semaphore.signal();
+//   platform::dispatch::SemaphoreGuard guard(info->semaphore);
+//   if (!info->size) info->size = measure(info->url);
 
 #include "platform/Dispatch.h"
 #include "platform/URL.h"

@@ -238,6 +238,19 @@ TEST(FileFinderTest, DSStoreIsSeenOnlyByItsExactName) {
     EXPECT_EQ(paths(s.findAll()), (std::vector<std::string>{"/Library/Caches/.DS_Store @-"}));
 }
 
+TEST(FileFinderTest, NamesThatDifferInCaseAreTwoFiles) {
+    Scene s(R"(
+"*": {caches: {cache: ["Lib/Caches/*"]}}
+"@": {logs: {log: ["Lib/Logs/Report.log"]}}
+)");
+    s.tree.file("Library/Caches/Data", "a").file("Library/Caches/data", "bb");
+    s.tree.file("Library/Logs/report.log").file("Library/Logs/Report.log");
+    EXPECT_EQ(paths(s.findAll()), (std::vector<std::string>{"/Library/Caches/Data @-", "/Library/Caches/data @-",
+                                                            "/Library/Logs/Report.log @-"}));
+    // A second walk answers from the cache the same way.
+    EXPECT_EQ(s.findAll().size(), 3u);
+}
+
 TEST(FileFinderTest, InterruptionStopsBetweenNodes) {
     Scene s(R"(
 "*": {caches: {cache: ["Lib/Caches/com.a", "Lib/Caches/com.b", "Lib/Caches/com.c"]}}
@@ -313,6 +326,27 @@ TEST(FileFinderTest, SizingFromTwoThreadsMeasuresEachFileOnce) {
         EXPECT_EQ(first[i].size(), 5000);
         EXPECT_EQ(second[i].size(), 5000);
     }
+}
+
+TEST(FileFinderTest, AFailedMeasurementLeavesTheFileMeasurableAgain) {
+    Scene s(R"(
+"*": {caches: {cache: ["Lib/Caches/*"]}}
+)");
+    s.tree.cache("com.a");
+    auto hits = s.findAll();
+    ASSERT_EQ(hits.size(), 1u);
+    std::vector<AppFileInfo> infos{{hits[0].info, AppFileKind::Case::cache, App::app("x")}};
+    FileManager::setDirectorySizerForTesting([](const char*, const std::atomic<bool>*, int32_t*) -> int64_t {
+        throw std::runtime_error("disk gone");
+    });
+    EXPECT_THROW(s.finder->makeAppFiles(infos), std::runtime_error);
+    SizeCounter counter;
+    // Before the guard this waited forever on the semaphore the throw left taken.
+    std::vector<AppFile> files;
+    std::thread measure([&] { files = s.finder->makeAppFiles(infos); });
+    measure.join();
+    ASSERT_EQ(files.size(), 1u);
+    EXPECT_EQ(files[0].size(), 5000);
 }
 
 }  // namespace
