@@ -1,8 +1,9 @@
 #include "Core/helper/internal/ToolInfo.h"
 
+#include "platform/PropertyList.h"
+
 #include <elf.h>
 #include <fcntl.h>
-#include <plist/plist.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -61,7 +62,7 @@ std::optional<std::string> readSection(int fd, uint64_t fileSize) {
 }  // namespace
 
 std::optional<std::string> readEmbeddedInfoPlist(const std::string& path) {
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) return std::nullopt;
     struct stat st {};
     std::optional<std::string> result;
@@ -73,19 +74,13 @@ std::optional<std::string> readEmbeddedInfoPlist(const std::string& path) {
 std::optional<std::string> readToolBundleVersion(const std::string& path) {
     auto bytes = readEmbeddedInfoPlist(path);
     if (!bytes || bytes->empty()) return std::nullopt;
-    plist_t root = nullptr;
-    plist_from_memory(bytes->data(), static_cast<uint32_t>(bytes->size()), &root);
-    if (root == nullptr) return std::nullopt;
-    std::unique_ptr<void, void (*)(plist_t)> owner(root, plist_free);
-    if (plist_get_node_type(root) != PLIST_DICT) return std::nullopt;
-    plist_t node = plist_dict_get_item(root, "CFBundleVersion");
-    if (node == nullptr || plist_get_node_type(node) != PLIST_STRING) return std::nullopt;
-    char* text = nullptr;
-    plist_get_string_val(node, &text);
-    if (text == nullptr) return std::nullopt;
-    std::string version = text;
-    std::free(text);
-    return version;
+    // The shared reader: it refuses the documents that would crash or stall
+    // the property-list parser.
+    auto root = platform::parsePropertyList(*bytes);
+    if (!root) return std::nullopt;
+    const auto* version = root->find("CFBundleVersion");
+    if (version == nullptr || version->string() == nullptr) return std::nullopt;
+    return *version->string();
 }
 
 }  // namespace Core::internal
