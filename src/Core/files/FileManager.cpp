@@ -5,6 +5,7 @@
 #include "Core/helper/OMHelperProtocol.h"
 #include "disk/OMFolderElement.h"
 #include "disk/OMFolderExtractor.h"
+#include "platform/Analytics.h"
 #include "platform/Dispatch.h"
 #include "platform/Layout.h"
 
@@ -76,21 +77,31 @@ void fillValues(const struct stat& st, const std::vector<ResourceKey>& keys, Res
 
 // The privileged way: the helper sums what the user may not read.
 int64_t privilegedDirectorySize(const std::string& path, const std::shared_ptr<FileFinderContext>& context) {
+    // Connecting and summing may take long; the main loop must go on
+    // delivering meanwhile, so there the size stays unknown.
+    if (platform::dispatch::isMainThread()) {
+        platform::log("not sizing " + path + " through the helper on the main thread");
+        return 0;
+    }
     auto done = std::make_shared<platform::dispatch::Semaphore>(0);
     auto size = std::make_shared<std::atomic<int64_t>>(0);
     auto helper = connectHelper([done] { done->signal(); });
     if (!helper) return 0;
-    if (context) {
-        std::weak_ptr<OMHelperProtocol> weakHelper = helper;
-        context->onInterrupted = [weakHelper] {
-            if (auto h = weakHelper.lock()) h->stopGettingSize();
-        };
-    }
+    std::weak_ptr<OMHelperProtocol> weakHelper = helper;
+    auto stopHelper = [weakHelper] {
+        if (auto h = weakHelper.lock()) h->stopGettingSize();
+    };
+    if (context) context->setOnInterrupted(stopHelper);
     helper->getDirectorySizeAt(path, [done, size](int64_t bytes) {
         size->store(bytes);
         done->signal();
     });
-    done->wait();
+    if (!done->wait(FileManager::kPrivilegedSizeDeadline)) {
+        // A helper that never answers must not hold the scan forever.
+        platform::log("the helper did not size " + path + " in time");
+        stopHelper();
+        return 0;
+    }
     return size->load();
 }
 

@@ -20,6 +20,7 @@
 #include "Core/foundation/File.h"
 #include "platform/URL.h"
 
+#include <chrono>
 #include <atomic>
 #include <cstdint>
 #include <functional>
@@ -51,8 +52,12 @@ public:
     static std::optional<ResourceValues> resourceValues(const platform::URL& url, const std::vector<ResourceKey>& keys);
 
     // A regular file's size; a directory's total below it; 0 for anything
-    // else, for what can't be read, and when the scan is interrupted.
+    // else, for what can't be read, and when the scan is interrupted. A
+    // directory the user may not read is summed by the privileged helper,
+    // but never on the main thread, and for at most kPrivilegedSizeDeadline
+    // (installed clock), after which the helper is told to stop.
     static int64_t size(const platform::URL& url);
+    static constexpr std::chrono::seconds kPrivilegedSizeDeadline{120};
 
     // The user's trash folder: the first of Layout's trash folders that
     // exists as a directory; nothing when none does.

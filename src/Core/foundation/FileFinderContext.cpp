@@ -32,10 +32,23 @@ void FileFinderContext::setInterrupted(bool value) {
 }
 
 void FileFinderContext::interrupt() {
-    setInterrupted(true);
+    std::function<void()> handler;
+    _lockQueue->sync([&] {
+        _interrupted = true;
+        handler = onInterrupted;
+    });
     for (const auto& item : workItems) item->cancel();
     workItems.clear();
-    if (onInterrupted) onInterrupted();
+    if (handler) handler();
+}
+
+void FileFinderContext::setOnInterrupted(std::function<void()> handler) {
+    bool already = false;
+    _lockQueue->sync([&] {
+        onInterrupted = handler;
+        already = _interrupted;
+    });
+    if (already && handler) handler();
 }
 
 }  // namespace Core

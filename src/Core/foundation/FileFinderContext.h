@@ -39,9 +39,15 @@ public:
     void setInterrupted(bool value);
 
     // Sets the flag, cancels and forgets every work item, then calls
-    // onInterrupted if set (it stays set).
+    // onInterrupted if set (it stays set), outside the lock.
     void interrupt();
+    // Sets onInterrupted under the lock, for workers that are not on the
+    // main thread; when the context is already interrupted the handler runs
+    // at once, so that a stop that came first is not lost.
+    void setOnInterrupted(std::function<void()> handler);
 
+    // Set on the main thread directly, or from elsewhere through
+    // setOnInterrupted; read under the lock.
     std::function<void()> onInterrupted;
     std::vector<platform::dispatch::WorkItemPtr> workItems;
     ValueObservable<platform::URL> urlObservable;

@@ -10,6 +10,8 @@
 #include "platform/PropertyList.h"
 #include "support/TempDir.h"
 
+#include "support/ScopedSimulatedClock.h"
+
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -168,6 +170,7 @@ public:
     std::atomic<int> stops{0};
     std::function<void(int64_t)> pendingReply;
     std::optional<int64_t> answer;  // reply at once when set
+    bool replyOnStop = true;
 
     void test(std::function<void()> reply) override { reply(); }
     void deleteAtPaths(const std::vector<std::string>&, const std::vector<std::string>&) override {}
@@ -184,7 +187,7 @@ public:
     }
     void stopGettingSize() override {
         ++stops;
-        if (pendingReply) pendingReply(77);
+        if (pendingReply && replyOnStop) pendingReply(77);
     }
     void shredFile(const std::string&, std::function<void(bool)> with) override { with(false); }
     void changeMode(bool) override {}
@@ -257,6 +260,42 @@ TEST_F(PrivilegedSizeTest, InterruptingAScanStopsTheHelpersSizing) {
     context->interrupt();
     scan.join();
     EXPECT_EQ(helper->stops, 1);
+}
+
+TEST_F(PrivilegedSizeTest, AStopThatCameBeforeTheHandlerIsNotLost) {
+    FileManager::setHelperProviderForTesting([this](std::function<void()>) { return helper; });
+    auto context = FileFinderContext::make([](platform::URL) {});
+    context->interrupt();
+    std::atomic<int> calls{0};
+    context->setOnInterrupted([&] { ++calls; });
+    EXPECT_EQ(calls, 1) << "set on an interrupted context, the handler runs at once";
+}
+
+TEST_F(PrivilegedSizeTest, AHelperThatNeverAnswersIsGivenUpAtTheDeadline) {
+    testing_support::ScopedSimulatedClock clock;
+    helper->replyOnStop = false;
+    FileManager::setHelperProviderForTesting([this](std::function<void()>) { return helper; });
+    auto asked = helper->asked.get_future();
+    auto size = std::async(std::launch::async, [&] { return sizeOfFolder(); });
+    asked.wait();
+    clock->advance(FileManager::kPrivilegedSizeDeadline - std::chrono::seconds(1));
+    EXPECT_EQ(size.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    clock->advance(std::chrono::seconds(1));
+    EXPECT_EQ(size.get(), 0);
+    EXPECT_EQ(helper->stops, 1) << "the helper is told to stop its walk";
+}
+
+TEST_F(PrivilegedSizeTest, TheMainThreadNeverWaitsForTheHelper) {
+    FileManager::setHelperProviderForTesting([this](std::function<void()>) { return helper; });
+    int64_t size = -1;
+    platform::dispatch::mainQueue()->async([&] {
+        size = sizeOfFolder();
+        platform::dispatch::stopMainLoop();
+    });
+    platform::dispatch::runMainLoop();
+    EXPECT_EQ(size, 0);
+    EXPECT_EQ(helper->asked.get_future().wait_for(std::chrono::seconds(0)), std::future_status::timeout)
+        << "the helper was never asked";
 }
 
 TEST_F(PrivilegedSizeTest, LostHelperConnectionEndsTheWait) {
