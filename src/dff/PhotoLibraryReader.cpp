@@ -17,6 +17,17 @@ namespace {
 
 constexpr int kFirstSecondKindVersion = 4026;
 
+// A library's database is a file anybody could have written: its schema may
+// hold views that loop or triggers, and its rows any count. The reader runs
+// only its own statements, on tables alone, and gives up past a budget.
+constexpr int kProgressInterval = 10000;        // virtual machine steps between checks
+constexpr long kMaxProgressChecks = 200000;     // about two billion steps per statement
+constexpr size_t kMaxRows = 5'000'000;
+
+int progressBudget(void* checks) {
+    return ++*static_cast<long*>(checks) > kMaxProgressChecks ? 1 : 0;
+}
+
 // Runs `sql`, handing each row to `row`; a statement that does not prepare
 // gives no rows, and a step that fails ends the rows. The statement is
 // finalized on every path.
@@ -35,8 +46,12 @@ void eachRow(sqlite3* db, sqlite3_stmt*& statement, const char* sql, Row&& row) 
             statement = nullptr;
         }
     } finalizer{statement};
-    while (sqlite3_step(statement) == SQLITE_ROW)
+    long checks = 0;
+    sqlite3_progress_handler(db, kProgressInterval, progressBudget, &checks);
+    size_t rows = 0;
+    while (rows++ < kMaxRows && sqlite3_step(statement) == SQLITE_ROW)
         if (!row(statement)) break;
+    sqlite3_progress_handler(db, 0, nullptr, nullptr);
 }
 
 bool isNull(sqlite3_stmt* statement, int column) { return sqlite3_column_type(statement, column) == SQLITE_NULL; }
@@ -49,7 +64,25 @@ sqlite3* openDatabase(const Path& path) {
         sqlite3_close(db);
         throw std::runtime_error("Failed to open DB");
     }
+    sqlite3_db_config(db, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+    sqlite3_db_config(db, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    sqlite3_db_config(db, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+    sqlite3_db_config(db, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
+    sqlite3_limit(db, SQLITE_LIMIT_SQL_LENGTH, 1 << 16);
     return db;
+}
+
+// A path part read from the database may not climb out of where it is
+// joined: no ".." component.
+bool climbsOut(std::string_view part) {
+    size_t start = 0;
+    while (start <= part.size()) {
+        size_t end = part.find('/', start);
+        if (end == std::string_view::npos) end = part.size();
+        if (part.substr(start, end - start) == "..") return true;
+        start = end + 1;
+    }
+    return false;
 }
 
 struct DatabaseCloser {
@@ -117,6 +150,7 @@ void PhotoLibraryReader::readDatabase4(PhotoLibrary& library, sqlite3* db, sqlit
                 if (sqlite3_column_int(row, 4) == 1) return true;
                 if (isNull(row, 0) || isNull(row, 2)) return true;
                 std::string imagePath = sqlite3_column_string(row, 2);
+                if (climbsOut(imagePath)) return true;
                 Path path;
                 if (isNull(row, 1)) {
                     // Managed: the file lies inside the library.
@@ -124,7 +158,9 @@ void PhotoLibraryReader::readDatabase4(PhotoLibrary& library, sqlite3* db, sqlit
                 } else {
                     // Referenced: the file lies on a volume of its own.
                     auto volume = volumes.find(sqlite3_column_int(row, 1));
-                    if (volume == volumes.end()) return true;
+                    if (volume == volumes.end() || volume->second.find('/') != std::string::npos ||
+                        volume->second == "..")
+                        return true;
                     path = volumesRoot / volume->second / imagePath;
                 }
                 library.photos.emplace_back(sqlite3_column_string(row, 0), std::move(path),
@@ -166,6 +202,7 @@ void PhotoLibraryReader::readDatabase5(PhotoLibrary& library, sqlite3*& db, sqli
         if (isNull(row, 0) || isNull(row, 1) || isNull(row, 2)) return true;
         std::string directory = sqlite3_column_string(row, 1);
         std::string name = sqlite3_column_string(row, 2);
+        if (climbsOut(directory) || name.find('/') != std::string::npos || name == "..") return true;
         Path path;
         if (!isNull(row, 3))
             path = cloudShared / directory / name;
