@@ -10,6 +10,7 @@
 #include "platform/Layout.h"
 
 #include <dirent.h>
+#include <memory>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -138,15 +139,26 @@ std::vector<URLResource> FileManager::contents(const platform::URL& of, const st
     platform::dispatch::ScopedBlockingCall blocking;
     int fd = ::open(of.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0) throw FileError(errno, "cannot list", of.path());
-    DIR* dir = ::fdopendir(fd);
-    if (dir == nullptr) {
+    DIR* opened = ::fdopendir(fd);
+    if (opened == nullptr) {
         int error = errno;
         ::close(fd);
         throw FileError(error, "cannot list", of.path());
     }
+    // Closed on every way out, a throwing observer or allocation included.
+    std::unique_ptr<DIR, int (*)(DIR*)> dir(opened, ::closedir);
     const bool stat = wantsStat(keys);
     std::vector<URLResource> entries;
-    while (const dirent* entry = ::readdir(dir)) {
+    for (;;) {
+        errno = 0;
+        const dirent* entry = ::readdir(dir.get());
+        if (entry == nullptr) {
+            // The end of the folder leaves errno alone; a failed read sets it,
+            // and a folder listed in part must not pass for a whole one.
+            if (errno != 0 && !(context && context->interrupted()))
+                throw FileError(errno, "listed only in part", of.path());
+            break;
+        }
         const char* name = entry->d_name;
         if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) continue;
         if (context && context->interrupted()) break;
@@ -162,7 +174,6 @@ std::vector<URLResource> FileManager::contents(const platform::URL& of, const st
         }
         entries.push_back(std::move(resource));
     }
-    ::closedir(dir);
     return entries;
 }
 
