@@ -113,7 +113,10 @@ AppFileRule::AppFileRule(bool includeAll) : AppFileRule(RuleManager::shared(), i
 
 AppFileRule::AppFileRule(const RuleManager& manager, bool includeAll) {
     std::vector<MatcherContext> contexts;
-    for (const auto& [ruleID, rule] : manager.rules()) {
+    for (const auto& entry : manager.rules()) {
+        // Named references, not structured bindings: a lambda below uses them.
+        const auto& ruleID = entry.first;
+        const auto& rule = entry.second;
         auto idSet = std::make_shared<MatcherIDSet>();
         switch (ruleID.ruleCase()) {
             case RuleID::Case::bundleID: _matcherIDSet.insert_or_assign(ruleID.identifier(), idSet); break;
