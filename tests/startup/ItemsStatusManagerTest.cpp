@@ -8,7 +8,7 @@
 namespace {
 
 using Core::ItemsStatusManager;
-using testing_support::CapturedLog;
+using testing_support::LogLines;
 using Disabled = ItemsStatusManager::DisabledItems;
 
 TEST(ParseDisabledItemsTest, ReadsQuotedLabelsTabsAndArrowsExactlyAsWritten) {
@@ -78,7 +78,7 @@ TEST_F(ItemsStatusRefreshTest, WithoutLaunchctlTheListIsEmptyAndTheLogSaysWhy) {
     ASSERT_EQ(ItemsStatusManager::shared().disabledItemsDict().size(), 1u);
 
     tools.removeLaunchctl();
-    CapturedLog log;
+    LogLines log;
     refreshStatus();
     EXPECT_TRUE(ItemsStatusManager::shared().disabledItemsDict().empty());
     EXPECT_NE(log.text().find(tree.root() + "/bin/launchctl\" is not available"), std::string::npos) << log.text();

@@ -12,7 +12,7 @@ namespace {
 using Core::LaunchItem;
 using Core::LaunchItemType;
 using platform::URL;
-using testing_support::CapturedLog;
+using testing_support::LogLines;
 using Calls = std::vector<std::string>;
 
 class LaunchItemTest : public testing_support::StartupTest {
@@ -104,7 +104,7 @@ TEST_F(LaunchItemTest, WithoutLaunchctlChangesReturnFalseAndSayWhy) {
     refreshStatus();
     tools.removeLaunchctl();
     tools.clearCalls();
-    CapturedLog log;
+    LogLines log;
     EXPECT_FALSE(agentItem(launchPlist(userAgents(), "on.plist", "com.example.on")).setAutoStartEnabled(false));
     EXPECT_EQ(tools.calls(), Calls{});
     EXPECT_NE(log.text().find("disabling \"com.example.on\": the tool"), std::string::npos) << log.text();

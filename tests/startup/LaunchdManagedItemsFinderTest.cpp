@@ -4,13 +4,13 @@
 #include "platform/Dispatch.h"
 #include "platform/LoginItemsList.h"
 #include "support/MainLoopPump.h"
+#include "support/RecordingSink.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <filesystem>
 #include <map>
-#include <mutex>
 
 namespace {
 
@@ -46,22 +46,8 @@ public:
     bool misordered = false;
 };
 
-class Events final : public platform::AnalyticsSink {
-public:
-    void event(int code, const std::map<std::string, std::string>& info) override {
-        std::lock_guard lock(mutex);
-        events.emplace_back(code, info);
-    }
-    void line(const std::string&) override {}
-    std::mutex mutex;
-    std::vector<std::pair<int, std::map<std::string, std::string>>> events;
-};
-
 class LaunchdManagedItemsFinderTest : public testing_support::StartupTest {
 protected:
-    LaunchdManagedItemsFinderTest() { platform::AnalyticsSink::setShared(events); }
-    ~LaunchdManagedItemsFinderTest() override { platform::AnalyticsSink::setShared(nullptr); }
-
     std::shared_ptr<Listener> search() {
         auto listener = std::make_shared<Listener>();
         auto finder = Core::makeLaunchItemsFinder(listener);
@@ -73,7 +59,7 @@ protected:
         return listener;
     }
 
-    std::shared_ptr<Events> events = std::make_shared<Events>();
+    testing_support::ScopedRecordingSink analytics;
 };
 
 TEST_F(LaunchdManagedItemsFinderTest, ListsAgentsAndDaemonsButNotTheHostsOwnGlobalOnes) {
@@ -99,10 +85,10 @@ TEST_F(LaunchdManagedItemsFinderTest, ListsAgentsAndDaemonsButNotTheHostsOwnGlob
                                                   {backup, Kind::userAgent},
                                                   {hidden, Kind::userAgent},
                                                   {userAgents() + "/linked.plist", Kind::userAgent}}));
-    std::lock_guard lock(events->mutex);
-    ASSERT_EQ(events->events.size(), 1u);
-    EXPECT_EQ(events->events[0].first, 91);
-    EXPECT_TRUE(events->events[0].second.empty());
+    const auto events = analytics.sink->events();
+    ASSERT_EQ(events.size(), 1u);
+    EXPECT_EQ(events[0].first, 91);
+    EXPECT_TRUE(events[0].second.empty());
 }
 
 TEST_F(LaunchdManagedItemsFinderTest, LoginItemsComeFromApplicationsAndTheSessionList) {

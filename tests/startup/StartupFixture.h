@@ -4,52 +4,18 @@
 // write launchd property lists and applications with login items.
 
 #include "FakeLaunchTools.h"
+#include "support/LogLines.h"
 #include "support/MacTreeBuilder.h"
 
-#include "platform/Analytics.h"
 #include "platform/PropertyList.h"
 #include "startup/ItemsStatusManager.h"
 
 #include <gtest/gtest.h>
 
-#include <mutex>
 #include <string>
 #include <vector>
 
 namespace testing_support {
-
-// Lines sent to the platform's log while a test runs.
-class CapturedLog {
-public:
-    CapturedLog() {
-        lines().clear();
-        platform::setLogHandler(&record);
-    }
-    ~CapturedLog() { platform::setLogHandler(nullptr); }
-    CapturedLog(const CapturedLog&) = delete;
-    CapturedLog& operator=(const CapturedLog&) = delete;
-
-    std::string text() const {
-        std::lock_guard lock(mutex());
-        std::string all;
-        for (const auto& line : lines()) all += line + "\n";
-        return all;
-    }
-
-private:
-    static std::mutex& mutex() {
-        static std::mutex m;
-        return m;
-    }
-    static std::vector<std::string>& lines() {
-        static std::vector<std::string> l;
-        return l;
-    }
-    static void record(const std::string& line) {
-        std::lock_guard lock(mutex());
-        lines().push_back(line);
-    }
-};
 
 class StartupTest : public testing::Test {
 protected:
