@@ -14,6 +14,10 @@
 // When both have ended a block on the main queue hands the launchd items,
 // then the application items, to the delegate, and reports the end.
 //
+// Ownership: made by std::make_shared (as makeLaunchItemsFinder does), since
+// a run holds the finder while its jobs work; a finder the host has let go
+// of reports nothing more.
+//
 // Threading: start(), stop() and the delegate from the main thread; the job
 // functions on any thread.
 //
