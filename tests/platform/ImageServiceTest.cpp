@@ -6,6 +6,7 @@
 
 #include "support/ExifBuilder.h"
 #include "support/ImageBuilder.h"
+#include "support/LogLines.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -20,35 +21,9 @@
 namespace {
 
 using testing_support::ExifBuilder;
+using testing_support::LogLines;
 
 constexpr const char* kMissingLibrary = "libcore-test-no-such-image-library.so.1";
-
-// Collects the lines of platform::log while it lives.
-class LogLines {
-public:
-    LogLines() {
-        lines().clear();
-        platform::setLogHandler([](const std::string& line) {
-            std::lock_guard lock(mutex());
-            lines().push_back(line);
-        });
-    }
-    ~LogLines() { platform::setLogHandler(nullptr); }
-    std::vector<std::string> taken() const {
-        std::lock_guard lock(mutex());
-        return lines();
-    }
-
-private:
-    static std::mutex& mutex() {
-        static std::mutex m;
-        return m;
-    }
-    static std::vector<std::string>& lines() {
-        static std::vector<std::string> l;
-        return l;
-    }
-};
 
 // Every operation of a service without its library, as a caller would use
 // it; none may give anything.

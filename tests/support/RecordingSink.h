@@ -1,0 +1,48 @@
+#pragma once
+// An analytics sink that keeps every event, installed as the shared sink
+// for the life of a ScopedRecordingSink.
+//
+//   testing_support::ScopedRecordingSink analytics;
+//   run();
+//   EXPECT_EQ(analytics.sink->events().at(0).first, 91);
+
+#include "platform/Analytics.h"
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace testing_support {
+
+class RecordingSink final : public platform::AnalyticsSink {
+public:
+    using Event = std::pair<int, std::map<std::string, std::string>>;
+
+    void event(int code, const std::map<std::string, std::string>& info) override {
+        std::lock_guard lock(_mutex);
+        _events.emplace_back(code, info);
+    }
+    void line(const std::string&) override {}
+    std::vector<Event> events() const {
+        std::lock_guard lock(_mutex);
+        return _events;
+    }
+
+private:
+    mutable std::mutex _mutex;
+    std::vector<Event> _events;
+};
+
+struct ScopedRecordingSink {
+    ScopedRecordingSink() { platform::AnalyticsSink::setShared(sink); }
+    ~ScopedRecordingSink() { platform::AnalyticsSink::setShared(nullptr); }
+    ScopedRecordingSink(const ScopedRecordingSink&) = delete;
+    ScopedRecordingSink& operator=(const ScopedRecordingSink&) = delete;
+
+    std::shared_ptr<RecordingSink> sink = std::make_shared<RecordingSink>();
+};
+
+}  // namespace testing_support
