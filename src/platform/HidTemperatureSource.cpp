@@ -1,11 +1,10 @@
 #include "platform/HidTemperatureSource.h"
 
 #include "platform/internal/Installed.h"
+#include "platform/internal/RegularFile.h"
 
 #include <nlohmann/json.hpp>
 
-#include <fstream>
-#include <iterator>
 
 namespace platform {
 
@@ -35,13 +34,12 @@ SimulatedTemperatureSource::SimulatedTemperatureSource(std::vector<HidTemperatur
 
 std::shared_ptr<SimulatedTemperatureSource> SimulatedTemperatureSource::load(const std::string& path,
                                                                              std::string& error) {
-    std::ifstream in(path, std::ios::binary);
-    std::string text(std::istreambuf_iterator<char>(in), {});
-    if (!in.is_open() || in.bad()) {
+    auto text = internal::readRegularFile(path);
+    if (!text) {
         error = "cannot read the HID services " + path;
         return nullptr;
     }
-    auto document = nlohmann::json::parse(text, nullptr, false);
+    auto document = nlohmann::json::parse(*text, nullptr, false);
     if (document.is_discarded() || !document.is_array()) {
         error = "bad HID services " + path + ": not a JSON array";
         return nullptr;

@@ -1,10 +1,10 @@
 #include "platform/SimulatedSmcDevice.h"
 
+#include "platform/internal/RegularFile.h"
+
 #include <nlohmann/json.hpp>
 
-#include <fstream>
 #include <set>
-#include <iterator>
 
 namespace platform {
 
@@ -33,13 +33,12 @@ std::string describe(size_t index, const std::string& what) {
 SimulatedSmcDevice::SimulatedSmcDevice(std::vector<SmcKeyEntry> entries) : _entries(std::move(entries)) {}
 
 std::shared_ptr<SimulatedSmcDevice> SimulatedSmcDevice::load(const std::string& path, std::string& error) {
-    std::ifstream in(path, std::ios::binary);
-    std::string text(std::istreambuf_iterator<char>(in), {});
-    if (!in.is_open() || in.bad()) {
+    auto text = internal::readRegularFile(path);
+    if (!text) {
         error = "cannot read the SMC table " + path;
         return nullptr;
     }
-    auto device = parse(text, error);
+    auto device = parse(*text, error);
     if (!device) error = "bad SMC table " + path + ": " + error;
     return device;
 }
