@@ -8,6 +8,7 @@
 #include <cstring>
 
 using namespace Core;
+using monitor_testing::floatBytes;
 using monitor_testing::key;
 using monitor_testing::ScopedSmcTable;
 
@@ -19,12 +20,6 @@ SMCVal_t value(uint32_t size, const char* type, std::vector<uint8_t> bytes) {
     std::memcpy(val.dataType, type, 4);
     std::memcpy(val.bytes, bytes.data(), bytes.size());
     return val;
-}
-
-std::vector<uint8_t> floatBytes(float number) {
-    std::vector<uint8_t> bytes(4);
-    std::memcpy(bytes.data(), &number, 4);
-    return bytes;
 }
 
 }  // namespace

@@ -8,19 +8,10 @@
 #include <cstring>
 
 using Core::SMC;
+using monitor_testing::floatBytes;
 using monitor_testing::key;
 using monitor_testing::ScopedLogCapture;
 using monitor_testing::ScopedSmcTable;
-
-namespace {
-
-std::vector<uint8_t> floatBytes(float number) {
-    std::vector<uint8_t> bytes(4);
-    std::memcpy(bytes.data(), &number, 4);
-    return bytes;
-}
-
-}  // namespace
 
 TEST(SMCTest, GetValueDecodesEveryType) {
     // N = 0x1234 = 4660 for every two-byte row.

@@ -11,17 +11,12 @@
 #include <cstring>
 
 using namespace Core;
+using monitor_testing::floatBytes;
 using monitor_testing::key;
 using monitor_testing::ScopedSmcTable;
 using monitor_testing::sp78;
 
 namespace {
-
-std::vector<uint8_t> floatBytes(float number) {
-    std::vector<uint8_t> bytes(4);
-    std::memcpy(bytes.data(), &number, 4);
-    return bytes;
-}
 
 class ScopedServices {
 public:

@@ -6,6 +6,7 @@
 #include "monitor/SMCFunctions.h"
 #include "platform/SimulatedSmcDevice.h"
 
+#include <cstring>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -68,6 +69,13 @@ private:
 
 inline platform::SmcKeyEntry key(const std::string& name, const std::string& type, std::vector<uint8_t> bytes) {
     return platform::SmcKeyEntry::make(name, type, std::move(bytes));
+}
+
+// A "flt " value as the controller keeps it: in the machine's byte order.
+inline std::vector<uint8_t> floatBytes(float number) {
+    std::vector<uint8_t> bytes(sizeof number);
+    std::memcpy(bytes.data(), &number, sizeof number);
+    return bytes;
 }
 
 // Degrees as the controller keeps them in "sp78".
