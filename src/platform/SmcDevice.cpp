@@ -80,8 +80,8 @@ int answerFromKeyTable(const std::vector<SmcKeyEntry>& entries, uint32_t selecto
             writeNumber(output, smc::kDataSizeOffset, static_cast<uint32_t>(entry.bytes.size()));
             writeNumber(output, smc::kDataTypeOffset, entry.type);
         } else {
-            std::memcpy(output.data() + smc::kBytesOffset, entry.bytes.data(),
-                        std::min(entry.bytes.size(), smc::kBytesSize));
+            std::copy_n(entry.bytes.begin(), std::min(entry.bytes.size(), smc::kBytesSize),
+                        output.begin() + smc::kBytesOffset);
         }
         return smc::kReturnSuccess;
     }

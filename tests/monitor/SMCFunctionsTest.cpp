@@ -75,19 +75,16 @@ TEST(SMCFunctionsTest, ReadKeyFillsTheRecordAndFailsClean) {
 }
 
 TEST(SMCFunctionsTest, TheCacheHoldsAHundredKeys) {
+    auto name = [](int i) { return "K" + std::string(i < 10 ? "00" : i < 100 ? "0" : "") + std::to_string(i); };
     std::vector<platform::SmcKeyEntry> entries;
     for (int i = 0; i < 101; ++i) {
-        char name[5];
-        std::snprintf(name, sizeof name, "K%03d", i);
-        entries.push_back(key(name, "ui8 ", {static_cast<uint8_t>(i)}));
+        entries.push_back(key(name(i), "ui8 ", {static_cast<uint8_t>(i)}));
     }
     ScopedSmcTable table(entries);
     SMCOpen();
     SMCVal_t val;
     for (int i = 0; i < 101; ++i) {
-        char name[5];
-        std::snprintf(name, sizeof name, "K%03d", i);
-        ASSERT_EQ(SMCReadKey(name, &val), 0) << name;
+        ASSERT_EQ(SMCReadKey(name(i).c_str(), &val), 0) << name(i);
         EXPECT_FLOAT_EQ(SMCFloatFromVal(val), static_cast<float>(i));
     }
     EXPECT_EQ(SMCKeyInfoCacheCountForTesting(), 100);
