@@ -1,5 +1,7 @@
 #include "platform/PropertyList.h"
 
+#include "platform/internal/RegularFile.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -315,43 +317,8 @@ std::optional<PlistValue> parsePropertyList(std::string_view bytes) {
     return fromNode(root, 0);
 }
 
-namespace {
-
-// The bytes of a regular file; nothing for folders and unreadable paths
-// (a stream on a folder opens, then throws on its first read).
-std::optional<std::string> readRegularFile(const std::string& path) {
-    // Non-blocking, so that a FIFO put where a list was expected cannot hang the open.
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (fd < 0) return std::nullopt;
-    std::optional<std::string> bytes;
-    struct stat st {};
-    if (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && static_cast<uint64_t>(st.st_size) <= kMaxDocumentSize) {
-        bytes.emplace();
-        char buffer[65536];
-        for (;;) {
-            ssize_t n = ::read(fd, buffer, sizeof buffer);
-            if (n > 0) {
-                bytes->append(buffer, static_cast<size_t>(n));
-                if (bytes->size() > kMaxDocumentSize) {  // it grew while being read
-                    bytes.reset();
-                    break;
-                }
-            } else if (n == 0) {
-                break;
-            } else if (errno != EINTR) {
-                bytes.reset();
-                break;
-            }
-        }
-    }
-    ::close(fd);
-    return bytes;
-}
-
-}  // namespace
-
 std::optional<PlistValue> readPropertyListFile(const std::string& path) {
-    auto bytes = readRegularFile(path);
+    auto bytes = internal::readRegularFile(path, kMaxDocumentSize);
     if (!bytes) return std::nullopt;
     return parsePropertyList(*bytes);
 }

@@ -3,7 +3,7 @@
 // Unix-domain socket for root and the one user it was started for.
 //
 //   core-helper --socket PATH [--allow-uid UID] [--ready-fd FD] [--pid-file PATH]
-//               [--dns-command LINE] [--reindex-command LINE]
+//               [--root DIR] [--dns-command LINE] [--reindex-command LINE]
 #include "Core/helper/HelperTool.h"
 #include "platform/Layout.h"
 
@@ -11,6 +11,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <string>
 
 // The tool's information list, read by the installer to compare versions.
@@ -39,7 +40,7 @@ namespace {
 int usage() {
     std::fprintf(stderr,
                  "usage: core-helper [--socket PATH] [--allow-uid UID] [--ready-fd FD] [--pid-file PATH]\n"
-                 "                   [--dns-command LINE] [--reindex-command LINE]\n");
+                 "                   [--root DIR] [--dns-command LINE] [--reindex-command LINE]\n");
     return 2;
 }
 
@@ -53,16 +54,20 @@ bool parseNumber(const char* text, long& value) {
 
 int main(int argc, char** argv) {
     Core::HelperToolOptions options;
-    options.server.socketPath = platform::Layout::shared().helperSocketPath();
     options.server.allowedUid = ::getuid();
-    options.server.service = Core::defaultMaintenanceCommands();
+    std::string socketPath;
+    std::optional<std::string> dnsCommand;
+    std::optional<std::string> reindexCommand;
     for (int i = 1; i < argc; ++i) {
         std::string option = argv[i];
         if (i + 1 >= argc) return usage();
         const char* value = argv[++i];
         long number = 0;
         if (option == "--socket") {
-            options.server.socketPath = value;
+            socketPath = value;
+        } else if (option == "--root") {
+            // The system paths it serves (socket, maintenance tools) lie under this root.
+            platform::Layout::shared().setRoot(value);
         } else if (option == "--allow-uid" && parseNumber(value, number)) {
             options.server.allowedUid = static_cast<uid_t>(number);
         } else if (option == "--ready-fd" && parseNumber(value, number)) {
@@ -70,13 +75,17 @@ int main(int argc, char** argv) {
         } else if (option == "--pid-file") {
             options.pidFile = value;
         } else if (option == "--dns-command") {
-            options.server.service.clearDNSCacheCommand = value;
+            dnsCommand = value;
         } else if (option == "--reindex-command") {
-            options.server.service.reindexSpotlightCommand = value;
+            reindexCommand = value;
         } else {
             return usage();
         }
     }
+    options.server.socketPath = socketPath.empty() ? platform::Layout::shared().helperSocketPath() : socketPath;
+    options.server.service = Core::defaultMaintenanceCommands();
+    if (dnsCommand) options.server.service.clearDNSCacheCommand = *dnsCommand;
+    if (reindexCommand) options.server.service.reindexSpotlightCommand = *reindexCommand;
     (void)kInfoPlist;
     return Core::runHelperTool(options);
 }

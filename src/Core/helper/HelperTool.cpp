@@ -1,6 +1,7 @@
 #include "Core/helper/HelperTool.h"
 
 #include "platform/Analytics.h"
+#include "platform/Layout.h"
 
 #include <pthread.h>
 #include <signal.h>
@@ -11,8 +12,21 @@
 
 namespace Core {
 
+namespace {
+
+// The tool's path as one word for /bin/sh, whatever the root holds.
+std::string quotedSystemPath(const std::string& absolutePath) {
+    std::string path = platform::Layout::shared().systemPath(absolutePath);
+    std::string quoted = "'";
+    for (char c : path) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+
+}  // namespace
+
 HelperServiceOptions defaultMaintenanceCommands() {
-    return {.reindexSpotlightCommand = "updatedb", .clearDNSCacheCommand = "resolvectl flush-caches"};
+    return {.reindexSpotlightCommand = quotedSystemPath("/usr/bin/updatedb"),
+            .clearDNSCacheCommand = quotedSystemPath("/usr/bin/resolvectl") + " flush-caches"};
 }
 
 int runHelperTool(const HelperToolOptions& options) {

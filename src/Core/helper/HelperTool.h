@@ -23,7 +23,8 @@ struct HelperToolOptions {
     std::string pidFile;  // empty: "<socket>.pid"
 };
 
-// The Linux commands behind the two maintenance calls.
+// The Linux commands behind the two maintenance calls: "/usr/bin/updatedb"
+// and "/usr/bin/resolvectl flush-caches", looked up under the layout's root.
 HelperServiceOptions defaultMaintenanceCommands();
 
 // 0 after a signal ended the service; 1 when the socket can't be set up.

@@ -59,7 +59,11 @@ bool copyTool(const std::string& from, const std::string& to, std::string& error
 }
 
 // Starts the tool in a session of its own and waits for its "ready" line.
+// It outlives the caller, so it holds none of the caller's files: a pipe
+// that the caller's reader waits on would otherwise never end.
 bool startTool(const std::string& tool, const std::string& socketPath, std::string& error) {
+    std::error_code ec;
+    fs::create_directories(fs::path(socketPath).parent_path(), ec);
     int ready[2];
     if (::pipe2(ready, O_CLOEXEC) != 0) {
         error = errnoText("pipe");
@@ -71,12 +75,18 @@ bool startTool(const std::string& tool, const std::string& socketPath, std::stri
     // with close-on-exec cleared.
     posix_spawn_file_actions_adddup2(&actions, ready[1], 3);
     posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addclosefrom_np(&actions, 4);
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
     std::string uid = std::to_string(::getuid());
+    // It serves the same tree as the application: its maintenance tools are
+    // looked up under the layout's root.
+    std::string root = platform::Layout::shared().root();
     const char* argv[] = {tool.c_str(), "--socket", socketPath.c_str(), "--allow-uid", uid.c_str(),
-                          "--ready-fd", "3", nullptr};
+                          "--ready-fd", "3", "--root", root.c_str(), nullptr};
     pid_t pid = -1;
     int spawnError = ::posix_spawn(&pid, tool.c_str(), &actions, &attributes, const_cast<char* const*>(argv), environ);
     posix_spawn_file_actions_destroy(&actions);

@@ -3,8 +3,10 @@
 // application's copy (by default "core-helper" beside the running program or
 // in "../libexec" from it) to the Layout's installed path, stopping the tool
 // that ran before (named in "<socket>.pid"), and starting the new one on the
-// Layout's helper socket for the calling user. Installing needs write access
-// to the installed path, which is root's outside a test tree.
+// Layout's helper socket for the calling user, under the Layout's root, in a
+// session of its own with its output to /dev/null; it serves until it is
+// ended. Installing needs write access to the installed path, which is
+// root's outside a test tree.
 //
 // Threading: like HelperInstaller.
 //

@@ -1,0 +1,78 @@
+// Runs "sweeper monitor", "sweeper memory free" and "sweeper maintenance"
+// on this machine. Skipped in builds without the tools.
+#include "support/Sweeper.h"
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <signal.h>
+#include <sys/stat.h>
+
+#include <fstream>
+
+namespace {
+
+using nlohmann::json;
+
+class MonitorCommandTest : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!testing_support::sweeperBuilt()) GTEST_SKIP() << "sweeper is not built here";
+    }
+};
+
+TEST_F(MonitorCommandTest, OneReadingOfEveryFigure) {
+    auto run = testing_support::runSweeper("--json monitor --interval 0.05");
+    ASSERT_EQ(run.status, 0) << run.err;
+    auto d = json::parse(run.out);
+    ASSERT_TRUE(d.at("cpu").is_array());
+    ASSERT_EQ(d.at("cpuLoad").size(), d.at("cpu").size());
+    for (const auto& share : d.at("cpuLoad")) {
+        double sum = share.at("user").get<double>() + share.at("system").get<double>() + share.at("idle").get<double>();
+        EXPECT_TRUE(sum == 0 || std::abs(sum - 1) < 1e-9) << share;
+    }
+    const auto& memory = d.at("memory");
+    EXPECT_GT(memory.at("totalSize").get<uint64_t>(), 0u);
+    EXPECT_GT(memory.at("pageSize").get<uint64_t>(), 0u);
+    EXPECT_EQ(memory.at("statistics").size(), 10u);
+    EXPECT_TRUE(memory.at("statistics").contains("total_uncompressed_pages_in_compressor"));
+    EXPECT_TRUE(memory.at("freeFromStatistics").is_number());
+    EXPECT_TRUE(d.at("network").contains("bytesIn"));
+    EXPECT_GE(d.at("networkRate").at("bytesOut").get<double>(), 0);
+    EXPECT_GT(d.at("disk").at("totalSize").get<int64_t>(), 0);
+    for (const char* member : {"fans", "cpuTemperature", "universalCpuTemperature", "siliconTemperatures",
+                               "siliconCpuTemperature"})
+        EXPECT_TRUE(d.contains(member)) << member;
+
+    EXPECT_EQ(testing_support::runSweeper("monitor --interval 0").status, 2);
+    EXPECT_EQ(testing_support::runSweeper("monitor --interval -1").status, 2);
+}
+
+TEST_F(MonitorCommandTest, FreeMemoryStopsAfterTheBlocksAsked) {
+    auto run = testing_support::runSweeper("--json memory free --max-blocks 3");
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(json::parse(run.out), (json{{"stopCalls", 4}}));
+    run = testing_support::runSweeper("--json memory free --max-blocks 0");
+    EXPECT_EQ(json::parse(run.out), (json{{"stopCalls", 1}}));
+}
+
+TEST_F(MonitorCommandTest, MaintenanceInstallsTheHelperUnderTheRoot) {
+    testing_support::TempDir dir;
+    std::string tool = dir / "root/usr/bin/resolvectl";
+    testing_support::writeFile(tool, "#!/bin/sh\n[ \"$1\" = flush-caches ]\n");
+    ::chmod(tool.c_str(), 0755);
+    auto dns = testing_support::runSweeper("--json --root '" + dir.str() + "/root' maintenance dns");
+    auto spotlight = testing_support::runSweeper("--json --root '" + dir.str() + "/root' maintenance spotlight");
+    // The tool the first run installed keeps serving: end it.
+    std::ifstream pidFile(dir / "root/var/run/com.oxmerl.MerlSweeper.PrivilegedHelperTool.socket.pid");
+    pid_t pid = 0;
+    if (pidFile >> pid && pid > 1) ::kill(pid, SIGTERM);
+    EXPECT_GT(pid, 1);
+    EXPECT_EQ(dns.status, 0) << dns.err;
+    EXPECT_EQ(json::parse(dns.out), (json{{"ok", true}}));
+    EXPECT_EQ(spotlight.status, 1);  // no updatedb under the root
+    EXPECT_EQ(json::parse(spotlight.out), (json{{"ok", false}}));
+}
+
+}  // namespace
