@@ -11,6 +11,9 @@
 #include "platform/ByteCountFormatter.h"
 #include "platform/Dispatch.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -101,6 +104,13 @@ int runDu(const Globals& g, const DuOptions& o) {
     struct stat st {};
     if (Core::getFileInfo(o.path.c_str(), &st) != 0)
         throw CommandError("cannot read " + o.path + ": " + std::strerror(errno));
+    // The scan counts a folder it can't open as empty; asked for by name,
+    // it is an error.
+    if (S_ISDIR(st.st_mode)) {
+        int fd = ::open(o.path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (fd < 0) throw CommandError("cannot read " + o.path + ": " + std::strerror(errno));
+        ::close(fd);
+    }
 
     bool showProgress = !g.quiet && !g.json;
     bool done = false;
