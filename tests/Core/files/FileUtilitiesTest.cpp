@@ -229,7 +229,12 @@ protected:
         writeFile(dir / "d/inner", "x");
         probe.error = EACCES;
     }
-    int64_t sizeOfFolder() { return FileManager::size(platform::URL::fileURL(dir / "d")); }
+    // On a thread of its own: the main thread never waits for the helper,
+    // and the thread running the tests may have become the main thread.
+    int64_t sizeOfFolder() {
+        return std::async(std::launch::async, [this] { return FileManager::size(folder()); }).get();
+    }
+    platform::URL folder() const { return platform::URL::fileURL(dir / "d"); }
     TempDir dir;
     SizerProbe probe;
     std::shared_ptr<FakeHelper> helper = std::make_shared<FakeHelper>();
@@ -255,7 +260,7 @@ TEST_F(PrivilegedSizeTest, InterruptingAScanStopsTheHelpersSizing) {
     auto context = FileFinderContext::make([](platform::URL) {});
     auto asked = helper->asked.get_future();
 
-    std::thread scan([&] { runInScan(context, [&] { EXPECT_EQ(sizeOfFolder(), 77); }); });
+    std::thread scan([&] { runInScan(context, [&] { EXPECT_EQ(FileManager::size(folder()), 77); }); });
     asked.wait();
     context->interrupt();
     scan.join();
@@ -289,7 +294,7 @@ TEST_F(PrivilegedSizeTest, TheMainThreadNeverWaitsForTheHelper) {
     FileManager::setHelperProviderForTesting([this](std::function<void()>) { return helper; });
     int64_t size = -1;
     platform::dispatch::mainQueue()->async([&] {
-        size = sizeOfFolder();
+        size = FileManager::size(folder());
         platform::dispatch::stopMainLoop();
     });
     platform::dispatch::runMainLoop();
