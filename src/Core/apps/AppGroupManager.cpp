@@ -1,9 +1,7 @@
 #include "Core/apps/AppGroupManager.h"
 
+#include "Core/apps/internal/OptionalResource.h"
 #include "Core/rules/ResourceError.h"
-#include "Core/rules/Resources.h"
-#include "platform/Analytics.h"
-#include "platform/ResourceBundle.h"
 #include "platform/Strings.h"
 
 #include <algorithm>
@@ -14,15 +12,12 @@ namespace {
 
 // A document that can't be had counts as empty; the log says why.
 std::vector<DecodableGroup> readGroupResource(const std::string& name) {
-    auto path = platform::ResourceBundle::shared().pathForResource(name, "yaml");
-    if (!path) {
-        platform::log(name + ".yaml: not found in the resources folder; no entries");
-        return {};
-    }
+    auto text = internal::readOptionalResource(name, "yaml", "no entries");
+    if (!text) return {};
     try {
-        return decodeGroupDocument(readResourceFile(*path), name + ".yaml");
+        return decodeGroupDocument(*text, name + ".yaml");
     } catch (const ResourceError& e) {
-        platform::log(std::string(e.what()) + "; no entries");
+        internal::logResourceProblem(e.what(), "no entries");
         return {};
     }
 }

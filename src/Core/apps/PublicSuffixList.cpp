@@ -1,9 +1,6 @@
 #include "Core/apps/PublicSuffixList.h"
 
-#include "Core/rules/ResourceError.h"
-#include "Core/rules/Resources.h"
-#include "platform/Analytics.h"
-#include "platform/ResourceBundle.h"
+#include "Core/apps/internal/OptionalResource.h"
 #include "platform/Strings.h"
 
 #include <vector>
@@ -24,24 +21,11 @@ std::vector<std::string_view> split(std::string_view text, char separator) {
     return pieces;
 }
 
-std::string listText() {
-    auto path = platform::ResourceBundle::shared().pathForResource("public_suffix_list", "dat");
-    if (!path) {
-        platform::log("public_suffix_list.dat: not found in the resources folder; no organizations");
-        return {};
-    }
-    try {
-        return readResourceFile(*path);
-    } catch (const ResourceError& e) {
-        platform::log(std::string(e.what()) + "; no organizations");
-        return {};
-    }
-}
-
 }  // namespace
 
 const PublicSuffixList& PublicSuffixList::shared() {
-    static const PublicSuffixList* instance = new PublicSuffixList(listText());
+    static const PublicSuffixList* instance = new PublicSuffixList(
+        internal::readOptionalResource("public_suffix_list", "dat", "no organizations").value_or(""));
     return *instance;
 }
 

@@ -1,8 +1,8 @@
 #include "Core/apps/UninstallScriptsManager.h"
 
+#include "Core/apps/internal/OptionalResource.h"
 #include "Core/rules/ResourceError.h"
 #include "Core/rules/Resources.h"
-#include "platform/Analytics.h"
 #include "platform/ResourceBundle.h"
 
 #include <expat.h>
@@ -127,11 +127,11 @@ const UninstallScriptsManager& UninstallScriptsManager::shared() {
     static const UninstallScriptsManager* instance = [] {
         auto path = platform::ResourceBundle::shared().pathForResource("scripts", "txt");
         if (!path) {
-            platform::log("scripts.txt: not found in the resources folder; no uninstall scripts");
+            internal::logResourceProblem("scripts.txt: not found in the resources folder", "no uninstall scripts");
             return new UninstallScriptsManager();
         }
         auto* manager = new UninstallScriptsManager(fromEncipheredFile(*path));
-        if (manager->error()) platform::log("scripts.txt: " + *manager->error() + "; no uninstall scripts");
+        if (manager->error()) internal::logResourceProblem("scripts.txt: " + *manager->error(), "no uninstall scripts");
         return manager;
     }();
     return *instance;
