@@ -25,6 +25,11 @@ struct FileActions {
 }  // namespace
 
 ProcessRunner::Result ProcessRunner::run(const std::string& path, const std::vector<std::string>& args) {
+    return run(path, args, Options{});
+}
+
+ProcessRunner::Result ProcessRunner::run(const std::string& path, const std::vector<std::string>& args,
+                                         const Options& options) {
     dispatch::ScopedBlockingCall blocking;
     Result result;
     int pipeFds[2];
@@ -35,6 +40,7 @@ ProcessRunner::Result ProcessRunner::run(const std::string& path, const std::vec
     FileActions files;
     posix_spawn_file_actions_addopen(&files.actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_adddup2(&files.actions, pipeFds[1], STDOUT_FILENO);
+    if (options.mergeStandardError) posix_spawn_file_actions_adddup2(&files.actions, pipeFds[1], STDERR_FILENO);
 
     std::vector<char*> argv;
     argv.reserve(args.size() + 2);

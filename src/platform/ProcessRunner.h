@@ -28,10 +28,17 @@ public:
         bool launched() const { return launchError == 0; }
     };
 
+    struct Options {
+        // Standard error goes into the same pipe as standard output, so
+        // `output` holds both, interleaved as the tool wrote them.
+        bool mergeStandardError = false;
+    };
+
     // Starts `path` with `args` (argv[0] is `path`), standard input from
-    // /dev/null and standard error inherited; reads standard output to its
-    // end and waits for the exit.
+    // /dev/null and standard error inherited (or merged, see Options);
+    // reads the pipe to its end and then waits for the exit.
     static Result run(const std::string& path, const std::vector<std::string>& args);
+    static Result run(const std::string& path, const std::vector<std::string>& args, const Options& options);
 };
 
 }  // namespace platform

@@ -20,6 +20,13 @@ inline void printJson(const nlohmann::json& document) {
     std::fputc('\n', stdout);
 }
 
+// The same for a document whose members keep the order they were added in.
+inline void printOrderedJson(const nlohmann::ordered_json& document) {
+    std::string text = document.dump(2, ' ', false, kJsonErrors);
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    std::fputc('\n', stdout);
+}
+
 // `text` as a quoted JSON string, for commands that write their document
 // piece by piece instead of holding it whole.
 inline std::string jsonString(std::string_view text) {

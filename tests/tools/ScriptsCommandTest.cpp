@@ -1,0 +1,69 @@
+// Runs "sweeper scripts" and "sweeper uninstall" on script tables of the
+// test's own, enciphered as the build enciphers the shipped one.
+#include "Core/rules/AESHelper.h"
+
+#include "support/Sweeper.h"
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <filesystem>
+
+namespace {
+
+using nlohmann::json;
+
+class ScriptsCommandTest : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!testing_support::sweeperBuilt()) GTEST_SKIP() << "sweeper is not built here";
+    }
+    void writeScripts(const std::string& xml) {
+        testing_support::writeFile(dir / "scripts.txt", *Core::AESHelper::shared().encrypt(xml));
+    }
+    testing_support::SweeperRun sweeper(const std::string& arguments) {
+        return testing_support::runSweeper("--json --resources '" + dir.str() + "' " + arguments);
+    }
+    testing_support::TempDir dir;
+};
+
+TEST_F(ScriptsCommandTest, ListsTheTable) {
+    auto empty = sweeper("scripts");
+    ASSERT_EQ(empty.status, 0) << empty.err;
+    EXPECT_EQ(json::parse(empty.out), json({{"scripts", json::array()}}));
+
+    writeScripts("<scripts><app id='com.b'><script useAdminPrivileges='true'> x &amp; y </script></app>"
+                 "<app id='com.a'><uninstaller>u</uninstaller></app></scripts>");
+    auto run = sweeper("scripts");
+    ASSERT_EQ(run.status, 0) << run.err;
+    auto scripts = json::parse(run.out).at("scripts");
+    std::sort(scripts.begin(), scripts.end(), [](const json& a, const json& b) { return a.at("id") < b.at("id"); });
+    EXPECT_EQ(scripts, json::parse(R"([
+        {"id": "com.a", "useAdminPrivileges": false, "uninstaller": "u", "script": null},
+        {"id": "com.b", "useAdminPrivileges": true, "uninstaller": null, "script": " x & y "}])"));
+}
+
+TEST_F(ScriptsCommandTest, BadDocumentsFail) {
+    writeScripts("<scripts><app id='a'></scripts>");
+    auto broken = sweeper("scripts");
+    EXPECT_EQ(broken.status, 1);
+    EXPECT_NE(broken.err.find("line 1"), std::string::npos) << broken.err;
+    testing_support::writeFile(dir / "scripts.txt", "<scripts/>");
+    auto plain = sweeper("scripts");
+    EXPECT_EQ(plain.status, 1);
+    EXPECT_NE(plain.err.find("decipher"), std::string::npos) << plain.err;
+}
+
+TEST_F(ScriptsCommandTest, UninstallRunsInPlaceAndPrintsTheCallback) {
+    const std::string marker = dir / "uninstalled";
+    writeScripts("<scripts><app id='com.a'><uninstaller>touch '" + marker +
+                 "'</uninstaller><script useAdminPrivileges='true'>helper step</script></app></scripts>");
+    auto run = sweeper("uninstall COM.A com.unknown");
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(json::parse(run.out), json({{"success", true}, {"scripts", {"helper step"}}, {"files", json::array()}}));
+    EXPECT_TRUE(std::filesystem::exists(marker));
+}
+
+}  // namespace
