@@ -17,8 +17,16 @@ namespace {
 // One pass of random bytes over the file's contents, flushed to the disk.
 bool overwrite(int dirFd, const char* name, const struct stat& st) {
     if (!S_ISREG(st.st_mode) || st.st_nlink > 1 || st.st_size == 0) return true;
-    int fd = ::openat(dirFd, name, O_WRONLY | O_NOFOLLOW | O_CLOEXEC);
+    // O_NONBLOCK and the check of what was opened: an entry swapped for a
+    // FIFO or another file since it was looked at is left alone.
+    int fd = ::openat(dirFd, name, O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (fd < 0) return false;
+    struct stat opened {};
+    if (::fstat(fd, &opened) != 0 || !S_ISREG(opened.st_mode) || opened.st_ino != st.st_ino ||
+        opened.st_dev != st.st_dev || opened.st_nlink > 1) {
+        ::close(fd);
+        return false;
+    }
     std::mt19937_64 random{std::random_device{}()};
     std::vector<uint64_t> block(8192);
     off_t left = st.st_size;

@@ -1,0 +1,422 @@
+// Delete runs through the main loop: the state table, the phases in order,
+// the helper phase with a real helper process, purgeable space and photos
+// with fakes.
+#include "Core/deletion/Deleter.h"
+#include "Core/helper/HelperInstaller.h"
+#include "Core/helper/HelperProcess.h"
+#include "DeletionFixtures.h"
+#include "platform/Analytics.h"
+#include "platform/PhotoService.h"
+#include "platform/PurgeableSpace.h"
+#include "support/MainLoopPump.h"
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <deque>
+#include <filesystem>
+
+namespace fs = std::filesystem;
+using Core::Deleter;
+using Core::DeleterState;
+using testing_support::pumpMainLoopUntil;
+using testing_support::TempDir;
+using testing_support::writeFile;
+
+namespace {
+
+std::string progressText(double value) {
+    char text[16];
+    std::snprintf(text, sizeof text, "%.2f", value);
+    return text;
+}
+
+// Records the slots in order, with paths by their last component.
+class Host final : public Core::DeleterDelegate {
+public:
+    void deleterCurrent(const std::string& path) override { currents.push_back(path); }
+    void deleterProgress(double fraction) override { calls.push_back("progress " + progressText(fraction)); }
+    void deleterDeleted(const std::string& path, const std::optional<std::string>& message) override {
+        calls.push_back("deleted " + name(path) + (message ? " " + *message : ""));
+    }
+    void deleterFailed(const std::string& path, int32_t error) override {
+        calls.push_back("failed " + name(path) + " " + std::to_string(error));
+    }
+    void deleterAskPhotoRetry(bool flag, std::function<void(bool)> reply) override {
+        calls.push_back(std::string("ask ") + (flag ? "true" : "false"));
+        bool answer = !answers.empty() && answers.front();
+        if (!answers.empty()) answers.pop_front();
+        reply(answer);
+    }
+    void deleterCompleted() override {
+        calls.push_back("completed");
+        ++completions;
+    }
+    static std::string name(const std::string& path) { return path == "/" ? "/" : fs::path(path).filename().string(); }
+
+    std::vector<std::string> calls;
+    std::vector<std::string> currents;
+    std::deque<bool> answers;
+    int completions = 0;
+};
+
+// An installer whose tool is up to date, unless an install is wanted.
+class StubInstaller final : public Core::HelperInstaller {
+public:
+    std::optional<std::string> bundledToolPath() const override { return "/app/tool"; }
+    std::optional<std::string> toolVersion(const std::string& path) const override {
+        ++versionReads;
+        return path == "/app/tool" ? applicationVersion : std::string("2.0");
+    }
+    int createAuthorization(bool& hasReference) override {
+        hasReference = true;
+        return 0;
+    }
+    bool bless(const std::string&, std::string& error) override {
+        error = "refused";
+        return false;
+    }
+    std::string applicationVersion = "2.0";
+    mutable std::atomic<int> versionReads{0};
+};
+
+class FakePurgeableSpace final : public platform::PurgeableSpace {
+public:
+    uint64_t recoveryEstimate(const std::string&) override { return 1000; }
+    void startRecovery(const std::string& volume, uint64_t wanted, platform::dispatch::QueuePtr queue,
+                       RecoveryCallback callback) override {
+        std::lock_guard lock(mutex);
+        volumePath = volume;
+        wantedFree = wanted;
+        pending = [queue, callback, this] {
+            queue->async([callback, this] { callback(true, 5, error); });
+        };
+        if (!holdBack) pending();
+        started = true;
+        platform::dispatch::wakeMainLoop();
+    }
+    void release() {
+        std::lock_guard lock(mutex);
+        pending();
+    }
+    std::mutex mutex;
+    std::function<void()> pending;
+    std::optional<std::string> error;
+    bool holdBack = false;
+    std::atomic<bool> started{false};
+    std::string volumePath;
+    uint64_t wantedFree = 0;
+};
+
+class FakePhotoService final : public platform::PhotoService {
+public:
+    class Library final : public platform::PhotoLibraryHandle {
+    public:
+        explicit Library(FakePhotoService& service) : _service(service) {}
+        std::string uuid() const override { return "LIB"; }
+        std::optional<std::vector<platform::PhotoAsset>> fetchObjects(const std::vector<std::string>& uuids,
+                                                                      const std::string&) override {
+            std::vector<platform::PhotoAsset> found;
+            for (const auto& id : uuids)
+                if (_service.known.count(id)) found.push_back({id});
+            return found;
+        }
+        void deleteAssets(const std::vector<platform::PhotoAsset>& assets,
+                          std::function<void(bool, const std::string&)> completion) override {
+            bool success = !_service.outcomes.empty() && _service.outcomes.front();
+            if (!_service.outcomes.empty()) _service.outcomes.pop_front();
+            _service.deletions.push_back(assets.size());
+            // The service answers on a thread of its own.
+            std::thread([completion, success] { completion(success, success ? "" : "refused"); }).join();
+        }
+
+    private:
+        FakePhotoService& _service;
+    };
+    std::shared_ptr<platform::PhotoLibraryHandle> openLibrary(const platform::URL& url, int) override {
+        if (url.path() != libraryPath) return nullptr;
+        return std::make_shared<Library>(*this);
+    }
+    int authorizationStatus(int) override { return status; }
+
+    std::string libraryPath;
+    std::set<std::string> known;
+    std::deque<bool> outcomes;
+    std::vector<size_t> deletions;
+    int status = 3;
+};
+
+class EventSink final : public platform::AnalyticsSink {
+public:
+    void event(int code, const std::map<std::string, std::string>& info) override {
+        std::lock_guard lock(_mutex);
+        std::string text = std::to_string(code);
+        for (const auto& [key, value] : info) text += " " + key + "=" + (key == "tm" ? "<date>" : value);
+        _events.push_back(text);
+    }
+    void line(const std::string&) override {}
+    std::vector<std::string> events() {
+        std::lock_guard lock(_mutex);
+        return _events;
+    }
+
+private:
+    std::mutex _mutex;
+    std::vector<std::string> _events;
+};
+
+class DeleterTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        platform::Layout::shared().setHelperSocketPath(socketPath);
+        writeFile(installer->installedToolPath(), "installed");
+        Core::HelperInstaller::setShared(installer);
+        platform::AnalyticsSink::setShared(sink);
+        platform::PurgeableSpace::setShared(purgeable);
+        platform::PhotoService::setShared(photos);
+        settings.socketPath = socketPath;
+        settings.allowedUid = ::getuid();
+        // The folder unlocker is looked up under the layout's root.
+        fs::create_directories(dir.path() / "root/usr/bin");
+        fs::create_symlink("/usr/bin/chattr", dir.path() / "root/usr/bin/chattr");
+    }
+    void TearDown() override {
+        platform::Layout::shared().setHelperSocketPath("");
+        Core::HelperInstaller::setShared(nullptr);
+        platform::AnalyticsSink::setShared(nullptr);
+        platform::PurgeableSpace::setShared(nullptr);
+        platform::PhotoService::setShared(nullptr);
+    }
+    std::shared_ptr<Deleter> make(std::vector<std::string> files, std::vector<std::string> scripts = {},
+                                  bool purgeable = false, std::vector<Core::Photo> photoList = {},
+                                  std::optional<std::string> library = std::nullopt) {
+        auto deleter = Deleter::create(std::move(files), std::move(photoList), std::move(library), std::move(scripts),
+                                       purgeable);
+        deleter->setDelegate(host);
+        return deleter;
+    }
+    bool awaitCompletion() {
+        return pumpMainLoopUntil([&] { return host->completions > 0; });
+    }
+    Core::Photo photo(const std::string& id) {
+        return Core::Photo{id, Core::File(platform::URL::fileURL(dir / ("lib/" + id + ".jpg")), 10)};
+    }
+
+    TempDir dir;
+    testing_support::ScopedLayout layout{dir / "root", dir / "home"};
+    std::string socketPath = dir / "helper.socket";
+    std::shared_ptr<StubInstaller> installer = std::make_shared<StubInstaller>();
+    std::shared_ptr<EventSink> sink = std::make_shared<EventSink>();
+    std::shared_ptr<FakePurgeableSpace> purgeable = std::make_shared<FakePurgeableSpace>();
+    std::shared_ptr<FakePhotoService> photos = std::make_shared<FakePhotoService>();
+    std::shared_ptr<Host> host = std::make_shared<Host>();
+    helper_testing::ToolSettings settings;
+};
+
+TEST_F(DeleterTest, AnEmptyRunOnlyCompletes) {
+    auto deleter = make({});
+    deleter->start();
+    EXPECT_EQ(deleter->stateForTesting(), DeleterState::completed);
+    ASSERT_TRUE(testing_support::drainMainQueue());
+    EXPECT_EQ(host->calls, std::vector<std::string>{"completed"});
+    EXPECT_TRUE(host->currents.empty());
+}
+
+TEST_F(DeleterTest, StopBeforeStartCompletesOnceWithoutWork) {
+    writeFile(dir.path() / "kept", "x");
+    auto deleter = make({dir / "kept"}, {"touch '" + dir / "ran" + "'"});
+    deleter->pause();
+    EXPECT_EQ(deleter->stateForTesting(), DeleterState::created);
+    deleter->stop();
+    deleter->stop();
+    deleter->start();
+    deleter->pause();
+    ASSERT_TRUE(testing_support::drainMainQueue());
+    EXPECT_EQ(deleter->stateForTesting(), DeleterState::completed);
+    EXPECT_EQ(host->calls, std::vector<std::string>{"completed"});
+    EXPECT_TRUE(fs::exists(dir.path() / "kept"));
+    EXPECT_EQ(installer->versionReads.load(), 0);
+}
+
+TEST_F(DeleterTest, FilesAreReportedLastToFirstWithProgress) {
+    deletion_testing::SentinelTree tree(dir.path());
+    writeFile(dir.path() / "a", "x");
+    auto deleter = make({dir / "a", dir / "missing", tree.victim.string()});
+    deleter->start();
+    EXPECT_EQ(deleter->stateForTesting(), DeleterState::started);
+    ASSERT_TRUE(awaitCompletion());
+    EXPECT_EQ(host->calls, (std::vector<std::string>{"deleted victim", "progress 0.33", "deleted missing",
+                                                     "progress 0.67", "deleted a", "progress 1.00", "completed"}));
+    EXPECT_FALSE(host->currents.empty());
+    EXPECT_TRUE(tree.intact());
+    EXPECT_FALSE(deleter->helperActionError());
+}
+
+TEST_F(DeleterTest, StopDuringTheFilePhaseDropsTheHelperPhase) {
+    std::vector<std::string> files;
+    for (int i = 0; i < 50; ++i) {
+        writeFile(dir.path() / ("f" + std::to_string(i)), "x");
+        files.push_back(dir / ("f" + std::to_string(i)));
+    }
+    auto deleter = make(files, {"touch '" + dir / "ran" + "'"});
+    deleter->start();
+    deleter->stop();
+    EXPECT_EQ(deleter->stateForTesting(), DeleterState::stopped);
+    ASSERT_TRUE(awaitCompletion());
+    ASSERT_TRUE(testing_support::drainMainQueue());
+    EXPECT_EQ(host->completions, 1);
+    EXPECT_EQ(host->calls.back(), "completed");
+    EXPECT_EQ(installer->versionReads.load(), 0);  // no helper was asked
+    EXPECT_FALSE(fs::exists(dir.path() / "ran"));
+}
+
+TEST_F(DeleterTest, PauseAndStartGoOnWithTheSameList) {
+    std::vector<std::string> files;
+    for (int i = 0; i < 20; ++i) {
+        writeFile(dir.path() / ("folder" + std::to_string(i) + "/file"), "x");
+        files.push_back(dir / ("folder" + std::to_string(i)));
+    }
+    auto deleter = make(files);
+    deleter->start();
+    deleter->pause();
+    EXPECT_EQ(deleter->stateForTesting(), DeleterState::started);
+    deleter->start();
+    ASSERT_TRUE(awaitCompletion());
+    int deleted = 0;
+    for (const auto& call : host->calls) deleted += call.rfind("deleted folder", 0) == 0;
+    EXPECT_EQ(deleted, 20);
+    EXPECT_EQ(host->calls.back(), "completed");
+    for (const auto& file : files) EXPECT_FALSE(fs::exists(file));
+}
+
+TEST_F(DeleterTest, PurgeableSpaceAloneEndsWithItsMessage) {
+    purgeable->error = "recovery failed";
+    auto deleter = make({}, {}, true);
+    deleter->start();
+    ASSERT_TRUE(awaitCompletion());
+    EXPECT_EQ(host->calls, (std::vector<std::string>{"deleted / recovery failed", "completed"}));
+    EXPECT_EQ(host->currents, std::vector<std::string>{"/"});
+    EXPECT_EQ(purgeable->volumePath, "/");
+    EXPECT_GE(purgeable->wantedFree, 1000u);
+}
+
+TEST_F(DeleterTest, StopDuringThePurgeableStepCompletesAtOnce) {
+    purgeable->holdBack = true;
+    auto deleter = make({}, {}, true);
+    deleter->start();
+    ASSERT_TRUE(pumpMainLoopUntil([&] { return purgeable->started.load(); }));
+    ASSERT_TRUE(testing_support::drainMainQueue());
+    deleter->stop();
+    EXPECT_EQ(host->calls, std::vector<std::string>{"completed"});
+    purgeable->release();
+    ASSERT_TRUE(pumpMainLoopUntil([&] { return host->calls.size() == 2; }));
+    ASSERT_TRUE(testing_support::drainMainQueue());
+    EXPECT_EQ(host->calls, (std::vector<std::string>{"completed", "deleted /"}));
+}
+
+TEST_F(DeleterTest, ScriptsGoToTheHelperEvenWithoutFailedFiles) {
+    helper_testing::HelperProcess tool(settings);
+    ASSERT_TRUE(tool.isRunning());
+    writeFile(dir.path() / "file", "x");
+    auto deleter = make({dir / "file"}, {"echo ran > '" + dir / "marker" + "'", "true"});
+    deleter->setIsShredder(false);
+    deleter->start();
+    ASSERT_TRUE(awaitCompletion());
+    EXPECT_EQ(host->calls, (std::vector<std::string>{"deleted file", "progress 0.33", "progress 0.67",
+                                                     "progress 1.00", "completed"}));
+    EXPECT_EQ(testing_support::readFile(dir.path() / "marker"), "ran\n");
+    EXPECT_FALSE(deleter->helperActionError());
+}
+
+TEST_F(DeleterTest, AHelperThatCannotConnectIsPassedByQuietly) {
+    installer->applicationVersion = "3.0";  // an install is needed, and refused
+    auto deleter = make({}, {"touch '" + dir / "ran" + "'"});
+    deleter->start();
+    ASSERT_TRUE(awaitCompletion());
+    EXPECT_EQ(host->calls, std::vector<std::string>{"completed"});
+    EXPECT_FALSE(deleter->helperActionError());
+    EXPECT_FALSE(fs::exists(dir.path() / "ran"));
+}
+
+TEST_F(DeleterTest, AHelperThatDiesSetsHelperActionErrorAndTheRunGoesOn) {
+    helper_testing::HelperProcess tool(settings);
+    ASSERT_TRUE(tool.isRunning());
+    purgeable->error = "done";
+    auto deleter = make({}, {"sleep 10", "touch '" + dir / "ran" + "'"}, true);
+    deleter->start();
+    ASSERT_TRUE(pumpMainLoopUntil([&] { return !host->calls.empty(); }));
+    EXPECT_EQ(host->calls, std::vector<std::string>{"progress 0.33"});
+    tool.kill();
+    ASSERT_TRUE(awaitCompletion());
+    EXPECT_TRUE(deleter->helperActionError());
+    // The purgeable step ends the run though one script was never counted.
+    EXPECT_EQ(host->calls, (std::vector<std::string>{"progress 0.33", "deleted / done", "completed"}));
+    EXPECT_FALSE(fs::exists(dir.path() / "ran"));
+}
+
+TEST_F(DeleterTest, PhotosAreDeletedThroughThePhotoService) {
+    photos->libraryPath = dir / "lib";
+    photos->known = {"P1", "P2"};
+    photos->outcomes = {true};
+    auto deleter = make({}, {}, false, {photo("P1"), photo("P2")}, dir / "lib");
+    deleter->start();
+    EXPECT_TRUE(deleter->isDeletingPhotos());
+    ASSERT_TRUE(awaitCompletion());
+    EXPECT_EQ(host->calls, (std::vector<std::string>{"deleted P1.jpg", "progress 0.50", "deleted P2.jpg",
+                                                     "progress 1.00", "completed"}));
+    EXPECT_EQ(photos->deletions, std::vector<size_t>{2});
+    EXPECT_EQ(sink->events(), (std::vector<std::string>{"49", "50 num=2 stat=true tm=<date>"}));
+    EXPECT_FALSE(deleter->isDeletingPhotos());
+}
+
+TEST_F(DeleterTest, ARefusalForWantOfAuthorizationIsAskedAndRetried) {
+    photos->libraryPath = dir / "lib";
+    photos->known = {"P1", "P2"};
+    photos->outcomes = {false, true};
+    photos->status = 2;  // denied
+    host->answers = {true};
+    auto deleter = make({}, {}, false, {photo("P1"), photo("P2")}, dir / "lib");
+    deleter->start();
+    deleter->start();  // a second start runs nothing more
+    ASSERT_TRUE(awaitCompletion());
+    EXPECT_EQ(host->calls, (std::vector<std::string>{"ask true", "deleted P1.jpg", "progress 0.50", "deleted P2.jpg",
+                                                     "progress 1.00", "completed"}));
+    EXPECT_EQ(photos->deletions, (std::vector<size_t>{2, 2}));
+    EXPECT_EQ(sink->events(), (std::vector<std::string>{"49", "50 num=2 stat=auth_err tm=<date>", "49",
+                                                        "50 num=2 stat=true tm=<date>"}));
+}
+
+TEST_F(DeleterTest, AFinalNoReportsEveryPhotoFailed) {
+    photos->libraryPath = dir / "lib";
+    photos->known = {"P1"};
+    photos->outcomes = {false};
+    host->answers = {true, false};
+    auto deleter = make({}, {}, false, {photo("P1"), photo("Gone")}, dir / "lib");
+    deleter->start();
+    ASSERT_TRUE(awaitCompletion());
+    EXPECT_EQ(host->calls, (std::vector<std::string>{"ask false", "ask false", "failed P1.jpg 0", "progress 0.50",
+                                                     "failed Gone.jpg 0", "progress 1.00", "completed"}));
+    EXPECT_EQ(sink->events()[1], "50 num=2 stat=other_err tm=<date>");
+
+    // A library that can't be opened, and ids that match nothing.
+    sink = std::make_shared<EventSink>();
+    platform::AnalyticsSink::setShared(sink);
+    host = std::make_shared<Host>();
+    auto unknown = make({}, {}, false, {photo("P1")}, dir / "elsewhere");
+    unknown->start();
+    ASSERT_TRUE(awaitCompletion());
+    photos->known.clear();
+    host = std::make_shared<Host>();
+    auto empty = make({}, {}, false, {photo("P1")}, dir / "lib");
+    empty->start();
+    ASSERT_TRUE(awaitCompletion());
+    EXPECT_EQ(sink->events(),
+              (std::vector<std::string>{"49", "50 info=load library failed: " + dir / "elsewhere", "49",
+                                        "50 info=load library assets count: 1 failed, result is empty"}));
+}
+
+}  // namespace
