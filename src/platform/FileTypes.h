@@ -41,8 +41,18 @@ std::optional<std::string> typeIdentifierOfRegularFile(const std::string& path);
 std::optional<std::string> imageTypeIdentifierForExtension(std::string_view extension);
 // True when `identifier` is an image format of the table (decodable or not).
 bool isImageTypeIdentifier(std::string_view identifier);
-// The identifiers of the image formats the image services can decode
-// (ImageService::decodableTypeIdentifiers), sorted; made once.
+
+// The picture formats the image services decode, each through its own
+// loader only. Which of them a file holds is read from its first bytes.
+enum class ImageFormat { jpeg, png, gif, webp, tiff, heif };
+// How many first bytes imageFormatForContent() looks at.
+inline constexpr size_t kImageSignatureLength = 12;
+// The decodable format whose signature `head` begins with, or nothing.
+std::optional<ImageFormat> imageFormatForContent(std::string_view head);
+// The format a type identifier names, when it is a decodable one.
+std::optional<ImageFormat> imageFormatForTypeIdentifier(std::string_view identifier);
+// The identifiers of the decodable formats, sorted. Known from the table
+// alone: asking never loads the image library.
 const std::vector<std::string>& imageTypeIdentifiers();
 
 // True when `extension` (no dot, any case) marks a folder as a package.

@@ -3,6 +3,10 @@
 #include "dff/image/ImageHash.h"
 #include "platform/FileTypes.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <atomic>
 #include <cstdio>
 #include <ctime>
 #include <stdexcept>
@@ -10,7 +14,33 @@
 namespace dff {
 namespace {
 
-platform::ImageService& images() { return platform::ImageService::shared(); }
+std::atomic<platform::ImageService*> installedService{nullptr};
+
+platform::ImageService& images() { return imageService(); }
+
+// The extension of a path's last component, "" when it has none.
+std::string_view extensionOf(std::string_view path) {
+    size_t slash = path.find_last_of('/');
+    std::string_view name = slash == std::string_view::npos ? path : path.substr(slash + 1);
+    size_t dot = name.find_last_of('.');
+    if (dot == std::string_view::npos || dot == 0) return {};
+    return name.substr(dot + 1);
+}
+
+// A file opened for reading, closed with the object.
+class OpenFile {
+public:
+    explicit OpenFile(const char* path) : _fd(::open(path, O_RDONLY | O_CLOEXEC)) {}
+    ~OpenFile() {
+        if (_fd >= 0) ::close(_fd);
+    }
+    OpenFile(const OpenFile&) = delete;
+    OpenFile& operator=(const OpenFile&) = delete;
+    int fd() const { return _fd; }
+
+private:
+    int _fd;
+};
 
 // Reads `count` digits at `at` into `value`; false when any is not a digit.
 bool digits(std::string_view text, size_t at, size_t count, int& value) {
@@ -37,25 +67,27 @@ std::string formatSeconds(double seconds) {
 
 }  // namespace
 
-namespace {
-
-// Asking the table first keeps the image library unloaded for searches
-// without pictures; the decodable types are all image formats of it.
-bool isDecodableImageType(const std::string& type) {
-    return platform::isImageTypeIdentifier(type) && images().decodableTypeIdentifiers().count(type) != 0;
+platform::ImageService& imageService() {
+    platform::ImageService* service = installedService.load();
+    return service != nullptr ? *service : platform::ImageService::shared();
 }
 
-}  // namespace
+void setImageService(platform::ImageService* service) { installedService.store(service); }
 
 bool isImage(File& file) {
     const std::string* type = file.getType();
-    return type != nullptr && isDecodableImageType(*type);
+    return type != nullptr && platform::imageFormatForTypeIdentifier(*type).has_value();
 }
 
 bool isImage(const char* path) {
     if (path == nullptr) return false;
     auto type = platform::typeIdentifier(path);
-    return type && isDecodableImageType(*type);
+    return type && platform::imageFormatForTypeIdentifier(*type).has_value();
+}
+
+bool hasPictureName(const Path& path) {
+    auto type = platform::typeIdentifierForExtension(extensionOf(path.view()));
+    return type && platform::imageFormatForTypeIdentifier(*type).has_value();
 }
 
 platform::Image createImage(const platform::URL& url, int size) { return images().thumbnail(url.path(), size); }
@@ -112,10 +144,18 @@ std::string getImageCreationDate(const Path& path) {
 ImageHashValue hashImage(const File& file) { return hashImage(file.path); }
 
 ImageHashValue hashImage(const Path& path) {
-    auto pixels = createGrayscaleImage(path, kHashWidth, kHashHeight);
-    if (!pixels) throw std::runtime_error("Failed to read image");
-    ImageHashValue value = hashValue(pixels->data(), kHashWidth, kHashHeight);
-    value.date = getImageCreationDate(path);
+    OpenFile file(path.cStr());
+    char head[platform::kImageSignatureLength];
+    ssize_t got = file.fd() >= 0 ? ::pread(file.fd(), head, sizeof head, 0) : -1;
+    // A name that promises a picture is no reason to hand other bytes to a
+    // decoder: they would only be probed by loader after loader.
+    auto format = got > 0 ? platform::imageFormatForContent(std::string_view(head, size_t(got))) : std::nullopt;
+    if (!format) throw std::runtime_error("Failed to read image");
+    auto picture = images().grayPicture(file.fd(), *format, kHashWidth, kHashHeight);
+    if (!picture || picture->pixels.size() != size_t(kHashWidth) * size_t(kHashHeight))
+        throw std::runtime_error("Failed to read image");
+    ImageHashValue value = hashValue(picture->pixels.data(), kHashWidth, kHashHeight);
+    value.date = picture->dateTimeOriginal ? formatExifDate(*picture->dateTimeOriginal) : std::string();
     return value;
 }
 
