@@ -3,7 +3,9 @@
 #include "platform/Strings.h"
 #include "platform/internal/Installed.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -245,6 +247,26 @@ std::optional<ImageFormat> imageFormatForTypeIdentifier(std::string_view identif
                                [](const DecodableEntry& e, std::string_view k) { return e.identifier < k; });
     if (it == kDecodableFormats.end() || it->identifier != identifier) return std::nullopt;
     return it->format;
+}
+
+std::optional<ImageFormat> imageFormatForName(std::string_view path) {
+    auto identifier = typeIdentifierForExtension(extensionOf(path));
+    if (!identifier) return std::nullopt;
+    return imageFormatForTypeIdentifier(*identifier);
+}
+
+ReadableFile::ReadableFile(const char* path) : _fd(::open(path, O_RDONLY | O_CLOEXEC)) {}
+
+ReadableFile::~ReadableFile() {
+    if (_fd >= 0) ::close(_fd);
+}
+
+std::optional<ImageFormat> ReadableFile::imageFormat() const {
+    if (_fd < 0) return std::nullopt;
+    char head[kImageSignatureLength];
+    ssize_t got = ::pread(_fd, head, sizeof head, 0);
+    if (got <= 0) return std::nullopt;
+    return imageFormatForContent(std::string_view(head, static_cast<size_t>(got)));
 }
 
 const std::vector<std::string>& imageTypeIdentifiers() {

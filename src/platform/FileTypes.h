@@ -51,6 +51,27 @@ inline constexpr size_t kImageSignatureLength = 12;
 std::optional<ImageFormat> imageFormatForContent(std::string_view head);
 // The format a type identifier names, when it is a decodable one.
 std::optional<ImageFormat> imageFormatForTypeIdentifier(std::string_view identifier);
+// The decodable format a path's name promises (by its extension alone,
+// without touching the disk), or nothing.
+std::optional<ImageFormat> imageFormatForName(std::string_view path);
+
+// A file opened for reading by descriptor, closed with the object; what a
+// caller that hands the file on to a decoder needs, in one open.
+class ReadableFile {
+public:
+    explicit ReadableFile(const char* path);
+    ~ReadableFile();
+    ReadableFile(const ReadableFile&) = delete;
+    ReadableFile& operator=(const ReadableFile&) = delete;
+    // -1 when the file could not be opened.
+    int fd() const { return _fd; }
+    // The decodable format its first bytes announce (one positioned read),
+    // or nothing, also when it is not open.
+    std::optional<ImageFormat> imageFormat() const;
+
+private:
+    int _fd;
+};
 // The identifiers of the decodable formats, sorted. Known from the table
 // alone: asking never loads the image library.
 const std::vector<std::string>& imageTypeIdentifiers();

@@ -4,9 +4,6 @@
 #include "platform/internal/VipsImageService.h"
 #include "platform/internal/VipsLibrary.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <mutex>
 #include <optional>
@@ -69,30 +66,6 @@ const char* loaderName(ImageFormat format) {
         case ImageFormat::heif: return "heifload_source";
     }
     return "";
-}
-
-// A file opened for reading, closed with the object.
-class OpenFile {
-public:
-    explicit OpenFile(const std::string& path) : _fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
-    ~OpenFile() {
-        if (_fd >= 0) ::close(_fd);
-    }
-    OpenFile(const OpenFile&) = delete;
-    OpenFile& operator=(const OpenFile&) = delete;
-    int fd() const { return _fd; }
-
-private:
-    int _fd;
-};
-
-// The decodable format the first bytes of the open file announce.
-std::optional<ImageFormat> formatOfOpenFile(int fd) {
-    if (fd < 0) return std::nullopt;
-    char head[kImageSignatureLength];
-    ssize_t got = ::pread(fd, head, sizeof head, 0);
-    if (got <= 0) return std::nullopt;
-    return imageFormatForContent(std::string_view(head, static_cast<size_t>(got)));
 }
 
 // `image` scaled to exactly `width` x `height`, whatever its aspect. The
@@ -212,8 +185,8 @@ public:
     }
 
     Image thumbnail(const std::string& path, int maxPixelSize) override {
-        OpenFile file(path);
-        auto format = formatOfOpenFile(file.fd());
+        ReadableFile file(path.c_str());
+        auto format = file.imageFormat();
         const VipsLibrary* vips = format ? library() : nullptr;
         if (vips == nullptr) return {};
         Picture picture(*vips, file.fd(), *format);
@@ -254,8 +227,8 @@ public:
     }
 
     std::optional<std::string> exifDateTimeOriginal(const std::string& path) override {
-        OpenFile file(path);
-        auto format = formatOfOpenFile(file.fd());
+        ReadableFile file(path.c_str());
+        auto format = file.imageFormat();
         const VipsLibrary* vips = format ? library() : nullptr;
         if (vips == nullptr) return std::nullopt;
         // Opening reads the header and metadata only; no pixels are decoded.

@@ -68,6 +68,20 @@ TEST(FileTypes, OnlyTheSignaturesOfDecodableFormatsNameAFormat) {
     EXPECT_EQ(platform::imageFormatForTypeIdentifier("public.avif"), ImageFormat::heif);
     EXPECT_FALSE(platform::imageFormatForTypeIdentifier("com.adobe.pdf")) << "an image type, not decoded";
     EXPECT_FALSE(platform::imageFormatForTypeIdentifier("public.JPEG"));
+    // A name promises, the first bytes of the open file tell.
+    EXPECT_EQ(platform::imageFormatForName("/p/a.b/IMG.JPG"), ImageFormat::jpeg);
+    EXPECT_FALSE(platform::imageFormatForName("/p/scan.pdf"));
+    EXPECT_FALSE(platform::imageFormatForName("/p.png/noext"));
+    EXPECT_FALSE(platform::imageFormatForName("/p/.png"));
+    TempDir dir;
+    writeFile(dir / "zip.png", "PK\x03\x04 and more");
+    writeFile(dir / "gif.jpg", "GIF89a and more");
+    EXPECT_FALSE(platform::ReadableFile((dir / "zip.png").c_str()).imageFormat());
+    EXPECT_EQ(platform::ReadableFile((dir / "gif.jpg").c_str()).imageFormat(), ImageFormat::gif);
+    platform::ReadableFile missing((dir / "missing.jpg").c_str());
+    EXPECT_EQ(missing.fd(), -1);
+    EXPECT_FALSE(missing.imageFormat());
+
     const auto& listed = platform::imageTypeIdentifiers();
     EXPECT_TRUE(std::is_sorted(listed.begin(), listed.end()));
     for (const std::string& type : listed) EXPECT_TRUE(platform::imageFormatForTypeIdentifier(type)) << type;

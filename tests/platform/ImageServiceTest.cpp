@@ -206,15 +206,20 @@ TEST_F(ImageService, ExifOriginalDateComesBackAsStored) {
     }
 }
 
+// A gradient JPEG of `width` x `height` taken at "2023:05:06 07:08:09".
+std::string datedGradientJpeg(int width, int height) {
+    ExifBuilder exif;
+    exif.ascii(ExifBuilder::Ifd::exif, 36867, "2023:05:06 07:08:09");
+    return testing_support::encodeJpeg(testing_support::horizontalGradient(width, height), width, height, 1,
+                                       {exif.segment()});
+}
+
 // A real picture and a real image, which the process's own service reads,
 // still give nothing through a service whose library is missing.
 TEST_F(ImageService, AMissingLibraryDecodesNothingThatTheSharedOneReads) {
     LogLines log;
     testing_support::TempDir dir;
-    ExifBuilder exif;
-    exif.ascii(ExifBuilder::Ifd::exif, 36867, "2023:05:06 07:08:09");
-    testing_support::writeFile(dir / "g.jpg", testing_support::encodeJpeg(testing_support::horizontalGradient(40, 30),
-                                                                          40, 30, 1, {exif.segment()}));
+    testing_support::writeFile(dir / "g.jpg", datedGradientJpeg(40, 30));
     auto& shared = platform::ImageService::shared();
     platform::Image thumb = shared.thumbnail(dir / "g.jpg", 18);
     ASSERT_TRUE(thumb);
@@ -264,10 +269,7 @@ TEST_F(ImageService, ThumbnailsFromManyThreadsAgreeWithOneThread) {
 // its date.
 TEST_F(ImageService, AGrayPictureFromAnOpenFileIsTheStepsInOne) {
     testing_support::TempDir dir;
-    ExifBuilder exif;
-    exif.ascii(ExifBuilder::Ifd::exif, 36867, "2023:05:06 07:08:09");
-    testing_support::writeFile(dir / "g.jpg", testing_support::encodeJpeg(testing_support::horizontalGradient(400, 300),
-                                                                          400, 300, 1, {exif.segment()}));
+    testing_support::writeFile(dir / "g.jpg", datedGradientJpeg(400, 300));
     auto& images = platform::ImageService::shared();
     auto steps = images.pixels(images.grayStretch(images.thumbnail(dir / "g.jpg", 18), 18, 16));
     ASSERT_TRUE(steps);

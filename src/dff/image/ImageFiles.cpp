@@ -3,9 +3,6 @@
 #include "dff/image/ImageHash.h"
 #include "platform/FileTypes.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <cstdio>
 #include <ctime>
@@ -17,30 +14,6 @@ namespace {
 std::atomic<platform::ImageService*> installedService{nullptr};
 
 platform::ImageService& images() { return imageService(); }
-
-// The extension of a path's last component, "" when it has none.
-std::string_view extensionOf(std::string_view path) {
-    size_t slash = path.find_last_of('/');
-    std::string_view name = slash == std::string_view::npos ? path : path.substr(slash + 1);
-    size_t dot = name.find_last_of('.');
-    if (dot == std::string_view::npos || dot == 0) return {};
-    return name.substr(dot + 1);
-}
-
-// A file opened for reading, closed with the object.
-class OpenFile {
-public:
-    explicit OpenFile(const char* path) : _fd(::open(path, O_RDONLY | O_CLOEXEC)) {}
-    ~OpenFile() {
-        if (_fd >= 0) ::close(_fd);
-    }
-    OpenFile(const OpenFile&) = delete;
-    OpenFile& operator=(const OpenFile&) = delete;
-    int fd() const { return _fd; }
-
-private:
-    int _fd;
-};
 
 // Reads `count` digits at `at` into `value`; false when any is not a digit.
 bool digits(std::string_view text, size_t at, size_t count, int& value) {
@@ -85,10 +58,7 @@ bool isImage(const char* path) {
     return type && platform::imageFormatForTypeIdentifier(*type).has_value();
 }
 
-bool hasPictureName(const Path& path) {
-    auto type = platform::typeIdentifierForExtension(extensionOf(path.view()));
-    return type && platform::imageFormatForTypeIdentifier(*type).has_value();
-}
+bool hasPictureName(const Path& path) { return platform::imageFormatForName(path.view()).has_value(); }
 
 platform::Image createImage(const platform::URL& url, int size) { return images().thumbnail(url.path(), size); }
 
@@ -144,12 +114,10 @@ std::string getImageCreationDate(const Path& path) {
 ImageHashValue hashImage(const File& file) { return hashImage(file.path); }
 
 ImageHashValue hashImage(const Path& path) {
-    OpenFile file(path.cStr());
-    char head[platform::kImageSignatureLength];
-    ssize_t got = file.fd() >= 0 ? ::pread(file.fd(), head, sizeof head, 0) : -1;
+    platform::ReadableFile file(path.cStr());
     // A name that promises a picture is no reason to hand other bytes to a
     // decoder: they would only be probed by loader after loader.
-    auto format = got > 0 ? platform::imageFormatForContent(std::string_view(head, size_t(got))) : std::nullopt;
+    auto format = file.imageFormat();
     if (!format) throw std::runtime_error("Failed to read image");
     auto picture = images().grayPicture(file.fd(), *format, kHashWidth, kHashHeight);
     if (!picture || picture->pixels.size() != size_t(kHashWidth) * size_t(kHashHeight))

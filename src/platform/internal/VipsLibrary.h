@@ -28,6 +28,7 @@ namespace platform::internal {
     X(vips_cache_set_max)      \
     X(vips_cache_set_max_mem)  \
     X(vips_cache_set_max_files) \
+    X(vips_concurrency_set)    \
     X(vips_type_find)          \
     X(vips_source_new_from_descriptor) \
     X(vips_jpegload_source)    \
