@@ -215,14 +215,27 @@ public:
     std::optional<std::vector<uint8_t>> pixels(const Image& image) override {
         const VipsLibrary* vips = library();
         if (vips == nullptr || !image || image.get()->BandFmt != VIPS_FORMAT_UCHAR) return std::nullopt;
-        size_t size = 0;
-        void* data = vips->vips_image_write_to_memory(image.get(), &size);
-        if (data == nullptr) {
+        // A region computed on this thread: writing the image out would hand
+        // each small picture to the library's thread pool and back.
+        VipsRegion* region = vips->vips_region_new(image.get());
+        if (region == nullptr) {
             vips->vips_error_clear();
             return std::nullopt;
         }
-        std::vector<uint8_t> bytes(static_cast<uint8_t*>(data), static_cast<uint8_t*>(data) + size);
-        vips->g_free(data);
+        VipsRect all{0, 0, image.width(), image.height()};
+        std::optional<std::vector<uint8_t>> bytes;
+        if (vips->vips_region_prepare(region, &all) == 0) {
+            size_t line = size_t(all.width) * size_t(image.bands());
+            bytes.emplace(line * size_t(all.height));
+            // One byte an element (checked above), so a pixel is `bands` bytes.
+            const VipsPel* first = region->data + size_t(all.top - region->valid.top) * size_t(region->bpl) +
+                                   size_t(all.left - region->valid.left) * size_t(image.bands());
+            for (int y = 0; y < all.height; ++y)
+                std::copy_n(first + size_t(y) * size_t(region->bpl), line, bytes->data() + line * size_t(y));
+        } else {
+            vips->vips_error_clear();
+        }
+        vips->g_object_unref(region);
         return bytes;
     }
 

@@ -287,7 +287,7 @@ TEST_F(ImageService, AGrayPictureFromAnOpenFileIsTheStepsInOne) {
 TEST_F(ImageService, LibraryMessagesNeverReachStandardError) {
     testing_support::TempDir dir;
     std::string png = "\x89PNG\r\n\x1A\n";
-    png += std::string("\0\0\0\x0DIHDR\0\0\0\x10\0\0\0\x10\x08\0\0\0\0", 25) + "damaged beyond the header";
+    png += std::string("\0\0\0\x0DIHDR\0\0\0\x10\0\0\0\x10\x08\0\0\0\0", 21) + "damaged beyond the header";
     testing_support::writeFile(dir / "broken.png", png);
     testing_support::writeFile(dir / "empty.jpg", "\xFF\xD8\xFF");
     auto& images = platform::ImageService::shared();

@@ -46,7 +46,8 @@ namespace platform::internal {
     X(vips_cast_uchar)         \
     X(vips_resize)             \
     X(vips_embed)              \
-    X(vips_image_write_to_memory) \
+    X(vips_region_new)         \
+    X(vips_region_prepare)     \
     X(vips_image_get_typeof)   \
     X(vips_image_get_string)   \
     X(vips_image_get_width)    \
