@@ -305,7 +305,7 @@ protected:
 TEST_F(PictureSearch, OnlyPictureNamesWithAPictureSignatureReachTheImageService) {
     using platform::ImageFormat;
     writeFile(dir / "a.jpg", "a text file under a picture's name");
-    writeFile(dir / "b.png", "PK\x03\x04 an archive, renamed");
+    writeFile(dir / "b.png", "PK\x03\x04 an archive renamed as a picture");
     writeFile(dir / "c.JPG", "\xFF\xD8\xFFP1; a picture");
     writeFile(dir / "d.txt", "\xFF\xD8\xFFP1; a picture under a text's name");
     writeFile(dir / "e.png", "\x89PNG\r\n\x1A\nP2;");
