@@ -81,7 +81,9 @@ Image resizedTo(const VipsLibrary& v, const Image& image, int width, int height)
     return resized;
 }
 
-// One picture read from a descriptor by its format's loader. The header is
+// One picture read from a descriptor by its format's loader, in sequential
+// access: its pixels are computed in one request from top to bottom, so the
+// loader streams them instead of decoding into a buffer first. The header is
 // read first (no pixels); decoded() then opens it again at the smallest
 // scale the loader offers that still leaves the box room for a proper
 // resize, which is where a 12-megapixel photo saves most of its decoding.
@@ -94,7 +96,7 @@ public:
             return;
         }
         VipsImage* out = nullptr;
-        _header = made(vips, loaderOf(vips, format)(_source, &out, nullptr), &out);
+        _header = made(vips, loaderOf(vips, format)(_source, &out, "access", VIPS_ACCESS_SEQUENTIAL, nullptr), &out);
     }
     ~Picture() {
         _header = {};
@@ -145,11 +147,12 @@ private:
                 // The loader rounds a side shrunk below a pixel down to none.
                 while (shrink > 1 && std::min(_header.width(), _header.height()) < 2 * shrink) shrink /= 2;
                 if (shrink == 1) return _header;
-                return made(v, v.vips_jpegload_source(_source, &out, "shrink", shrink, nullptr), &out);
+                return made(v, v.vips_jpegload_source(_source, &out, "shrink", shrink, "access", VIPS_ACCESS_SEQUENTIAL, nullptr), &out);
             }
             case ImageFormat::webp:
                 if (factor < 4) return _header;
-                return made(v, v.vips_webpload_source(_source, &out, "scale", 2.0 / factor, nullptr), &out);
+                return made(v, v.vips_webpload_source(_source, &out, "scale", 2.0 / factor, "access", VIPS_ACCESS_SEQUENTIAL,
+                                                         nullptr), &out);
             default:
                 return _header;
         }
