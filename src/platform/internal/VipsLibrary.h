@@ -55,8 +55,7 @@ namespace platform::internal {
     X(vips_image_get_bands)    \
     X(g_log_set_handler)       \
     X(g_log_set_default_handler) \
-    X(g_object_unref)          \
-    X(g_free)
+    X(g_object_unref)
 
 struct VipsLibrary {
 #define CORE_VIPS_FIELD(name) decltype(&::name) name = nullptr;
