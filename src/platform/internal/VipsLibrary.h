@@ -76,7 +76,8 @@ std::unique_ptr<const VipsLibrary> loadVipsLibrary(const std::string& name);
 // The GLib log handler installed when the library starts, for every log
 // domain: warnings and lesser messages are dropped (they are about damaged
 // files, which every caller learns of by value), critical ones and errors
-// go to platform::log as one line. Nothing of it reaches standard error.
+// go to platform::log as one line. GLib itself writes nothing to standard
+// error; where the log goes is the host's choice.
 void routeLibraryLog(const char* domain, GLogLevelFlags level, const char* message, void*);
 
 // The table loaded from defaultVipsLibraryName() on the first call; null
