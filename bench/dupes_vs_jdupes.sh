@@ -6,12 +6,15 @@
 #   bench/dupes_vs_jdupes.sh [SWEEPER] [CORPUS] [ROUNDS]
 #
 # SWEEPER defaults to build/release/tools/sweeper, CORPUS to a folder in the
-# temp folder (written by make_dupes_corpus.py when missing).
+# temp folder (written by make_dupes_corpus.py when missing). DUPES_OPTIONS
+# holds the options of `sweeper dupes`, "--only-duplicates" unless set (set
+# it empty for the default search, similar pictures included).
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 sweeper=${1:-build/release/tools/sweeper}
 corpus=${2:-${TMPDIR:-/tmp}/dupes-corpus}
 rounds=${3:-3}
+options=${DUPES_OPTIONS---only-duplicates}
 out=$(mktemp -d)
 trap 'rm -rf "$out"' EXIT
 
@@ -24,7 +27,7 @@ i=1
 while [ "$i" -le "$rounds" ]; do
     /usr/bin/time -f "jdupes  %e s  %M KiB" -o "$out/time.j.$i" jdupes -r -q "$corpus" > "$out/jdupes.txt"
     /usr/bin/time -f "sweeper %e s  %M KiB" -o "$out/time.s.$i" \
-        "$sweeper" --json --quiet dupes --only-duplicates "$corpus" > "$out/sweeper.json"
+        "$sweeper" --json --quiet dupes $options "$corpus" > "$out/sweeper.json"
     cat "$out/time.j.$i" "$out/time.s.$i"
     i=$((i + 1))
 done

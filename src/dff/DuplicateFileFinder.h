@@ -5,13 +5,17 @@
 // read in passes comparing digests after each, image hashes for what has no
 // twin, links, packages, folders from the leaves up, and a last filter that
 // reports a folder rather than its contents. Progress goes 0.3, 0.5, 0.55
-// (unless only duplicates are asked for), 0.6, 0.8, 0.9.
+// (unless only duplicates are asked for), 0.6, 0.8, 0.9. When only
+// duplicates are asked for, no picture is decoded and the image library is
+// never loaded.
 //
 // Walk marks: whatever the walk leaves out of its lists, other than "." and
 // "..", and ".DS_Store", marks the directory that holds it `unique`, since
 // such a directory can't be proved a duplicate.
 //
-// Threading: the finder runs on one thread. stop() may be called from any
+// Threading: the finder runs on one thread, and its callbacks are called
+// there; only the decoding of pictures is spread over the processors (with
+// results as of one thread). stop() may be called from any
 // other; the walk notices it between entries. Two finders must not run at
 // once: they share the readers' buffers and the time of the last path report.
 //
@@ -138,12 +142,14 @@ protected:
 
     // Reads the files of each size in passes, comparing digests after each,
     // until every file is complete (into `fileHashes`) or has no partner
-    // left (marked unique, and hashed into `images` when it is a picture).
-    void findDuplicateFiles(Duplicate<long long, File*>& filesBySize, Duplicate<ImageHashValue, File*>& images,
+    // left (marked unique, and, when `pictures` is given and its name says
+    // picture, appended to `pictures` for calcImageHash).
+    void findDuplicateFiles(Duplicate<long long, File*>& filesBySize, std::vector<File*>* pictures,
                             Duplicate<HashValue, File*>& fileHashes, double step);
-    // Adds the picture hash of `file` to `images` when it is a readable image.
-    void calcImageHash(File* file, Duplicate<ImageHashValue, File*>& images);
-    void calcImageHash(const std::deque<File*>& files, Duplicate<ImageHashValue, File*>& images);
+    // Hashes `files` on all processors and adds each readable picture to
+    // `images`, in the order of `files`: the index comes out as one thread
+    // would have made it. Files that do not decode take no part.
+    void calcImageHash(const std::vector<File*>& files, Duplicate<ImageHashValue, File*>& images);
     // Groups pictures similar to a seed, merging groups that overlap.
     void findSimilarFiles(Duplicate<ImageHashValue, File*>& images, Groups& similar);
     // Links are never reported; one without a twin spoils its folder.

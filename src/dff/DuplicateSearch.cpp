@@ -8,6 +8,7 @@
 #include "dff/SymlinkHasher.h"
 #include "dff/image/ImageFiles.h"
 #include "dff/image/ImageHash.h"
+#include "dff/internal/ParallelEach.h"
 
 #include <strings.h>
 
@@ -15,6 +16,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <typeinfo>
 #include <utility>
@@ -94,12 +96,17 @@ void DuplicateFileFinder::find(Groups& duplicates, Groups& similarGroups, bool o
     onProgress(0.3);
 
     Duplicate<HashValue, File*> fileHashes;
-    Duplicate<ImageHashValue, File*> images;
-    findDuplicateFiles(filesBySize, images, fileHashes, 0.2 / count);
+    // Pictures are decoded only for the similar pass, after all reading:
+    // without it the image library is never loaded.
+    std::vector<File*> pictures;
+    findDuplicateFiles(filesBySize, onlyDuplicates ? nullptr : &pictures, fileHashes, 0.2 / count);
     filesBySize = {};  // no later stage looks files up by size
     onProgress(0.5);
 
     if (!onlyDuplicates) {
+        Duplicate<ImageHashValue, File*> images;
+        calcImageHash(pictures, images);
+        pictures = {};
         findSimilarFiles(images, similarGroups);
         onProgress(0.55);
     }
@@ -121,10 +128,15 @@ void DuplicateFileFinder::find(Groups& duplicates, Groups& similarGroups, bool o
     filter<Directory>(directoryHashes, duplicates);
 }
 
-void DuplicateFileFinder::findDuplicateFiles(Duplicate<long long, File*>& filesBySize,
-                                             Duplicate<ImageHashValue, File*>& images,
+void DuplicateFileFinder::findDuplicateFiles(Duplicate<long long, File*>& filesBySize, std::vector<File*>* pictures,
                                              Duplicate<HashValue, File*>& fileHashes, double step) {
     if (stopped) return;
+    // A file without a twin is compared as a picture later, if its name
+    // says it is one; its bytes are looked at only then.
+    auto takePicture = [pictures](File* file) {
+        if (pictures != nullptr && file->path.length() != 0 && hasPictureName(file->path))
+            pictures->push_back(file);
+    };
     double progress = 0.3;
     auto raise = [&] {
         progress = std::min(progress + step, 0.5);
@@ -138,7 +150,7 @@ void DuplicateFileFinder::findDuplicateFiles(Duplicate<long long, File*>& filesB
         if (it->values.size() == 1) {
             if (stopped) return;
             File* file = it->values.front();
-            calcImageHash(file, images);
+            takePicture(file);
             raise();
             file->unique = true;
             continue;
@@ -185,7 +197,7 @@ void DuplicateFileFinder::findDuplicateFiles(Duplicate<long long, File*>& filesB
                 _Hash*& entry = batch[i];
                 File* file = entry->file;
                 if (outcomes[i].error != nullptr) {
-                    calcImageHash(file, images);
+                    takePicture(file);
                     file->unique = true;
                     delete std::exchange(entry, nullptr);
                     continue;
@@ -208,7 +220,7 @@ void DuplicateFileFinder::findDuplicateFiles(Duplicate<long long, File*>& filesB
         walkNodes(pass, stopped, [&](auto& node) {
             if (node.values.size() == 1) {
                 _Hash* item = node.values.front();
-                calcImageHash(item->file, images);
+                takePicture(item->file);
                 item->file->unique = true;
                 delete item;
             } else {
@@ -232,18 +244,21 @@ void DuplicateFileFinder::findDuplicateFiles(Duplicate<long long, File*>& filesB
     });
 }
 
-void DuplicateFileFinder::calcImageHash(File* file, Duplicate<ImageHashValue, File*>& images) {
-    if (file->path.length() == 0 || !isImage(*file)) return;
-    notifyCurrentPath(file->path);
-    try {
-        images.add(hashImage(*file), file);
-    } catch (const std::runtime_error&) {
-        // A picture that does not decode takes no part in the comparison.
-    }
-}
-
-void DuplicateFileFinder::calcImageHash(const std::deque<File*>& files, Duplicate<ImageHashValue, File*>& images) {
-    for (File* file : files) calcImageHash(file, images);
+void DuplicateFileFinder::calcImageHash(const std::vector<File*>& files, Duplicate<ImageHashValue, File*>& images) {
+    // Decoding is the cost, and pictures are independent: each thread hashes
+    // into the slot of its file, and the index is filled in the files' order.
+    std::vector<std::optional<ImageHashValue>> hashes(files.size());
+    internal::forEachInParallel(files.size(), internal::parallelThreadsFor(files.size()), stopped,
+                                [&](size_t i, bool onCaller) {
+                                    if (onCaller) notifyCurrentPath(files[i]->path);
+                                    try {
+                                        hashes[i] = hashImage(*files[i]);
+                                    } catch (const std::runtime_error&) {
+                                        // A picture that does not decode takes no part.
+                                    }
+                                });
+    for (size_t i = 0; i < files.size(); ++i)
+        if (hashes[i]) images.add(std::move(*hashes[i]), files[i]);
 }
 
 void DuplicateFileFinder::findSimilarFiles(Duplicate<ImageHashValue, File*>& images, Groups& similarGroups) {

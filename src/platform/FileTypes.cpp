@@ -1,10 +1,11 @@
 #include "platform/FileTypes.h"
 
-#include "platform/ImageService.h"
 #include "platform/Strings.h"
 #include "platform/internal/Installed.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -117,8 +118,8 @@ constexpr std::array<std::string_view, 36> kPackageExtensions = {
     "theater",    "tvlibrary", "vst",          "vst3",         "xcarchive", "xcodeproj",
 };
 
-// The image formats this table knows. Which of them can really be decoded
-// is the image service's answer (imageTypeIdentifiers()).
+// The image formats this table knows. Only those of kDecodableFormats reach
+// the image library.
 constexpr std::array<std::string_view, 29> kImageFormats = {
     "com.adobe.pdf",             "com.adobe.photoshop-image", "com.adobe.raw-image",
     "com.apple.icns",            "com.canon.cr2-raw-image",   "com.canon.cr3-raw-image",
@@ -131,6 +132,23 @@ constexpr std::array<std::string_view, 29> kImageFormats = {
     "public.pbm",                "public.png",                "public.radiance",
     "public.svg-image",          "public.tiff",
 };
+
+struct DecodableEntry {
+    std::string_view identifier;
+    ImageFormat format;
+};
+
+// Sorted by identifier. HEIF's loader reads its still-image relatives too.
+constexpr std::array kDecodableFormats = std::to_array<DecodableEntry>({
+    {"com.compuserve.gif", ImageFormat::gif},
+    {"org.webmproject.webp", ImageFormat::webp},
+    {"public.avif", ImageFormat::heif},
+    {"public.heic", ImageFormat::heif},
+    {"public.heif", ImageFormat::heif},
+    {"public.jpeg", ImageFormat::jpeg},
+    {"public.png", ImageFormat::png},
+    {"public.tiff", ImageFormat::tiff},
+});
 
 // The extension of the last component: the text after its last dot, empty
 // when there is none or the name begins with its only dot.
@@ -177,6 +195,7 @@ std::optional<std::string> typeIdentifierForContent(std::string_view head) {
     if (starts(std::string_view("II*\0", 4)) || starts(std::string_view("MM\0*", 4))) return "public.tiff";
     if (starts("RIFF") && starts("WEBP", 8)) return "org.webmproject.webp";
     if (starts("ftypheic", 4) || starts("ftypheix", 4)) return "public.heic";
+    if (starts("ftypavif", 4)) return "public.avif";
     if (starts("ftypmif1", 4)) return "public.heif";
     if (starts("BM")) return "com.microsoft.bmp";
     if (starts("8BPS")) return "com.adobe.photoshop-image";
@@ -216,11 +235,44 @@ std::optional<std::string> imageTypeIdentifierForExtension(std::string_view exte
     return identifier;
 }
 
+std::optional<ImageFormat> imageFormatForContent(std::string_view head) {
+    // The signatures of typeIdentifierForContent, kept to the decodable ones.
+    auto identifier = typeIdentifierForContent(head.substr(0, kImageSignatureLength));
+    if (!identifier) return std::nullopt;
+    return imageFormatForTypeIdentifier(*identifier);
+}
+
+std::optional<ImageFormat> imageFormatForTypeIdentifier(std::string_view identifier) {
+    auto it = std::lower_bound(kDecodableFormats.begin(), kDecodableFormats.end(), identifier,
+                               [](const DecodableEntry& e, std::string_view k) { return e.identifier < k; });
+    if (it == kDecodableFormats.end() || it->identifier != identifier) return std::nullopt;
+    return it->format;
+}
+
+std::optional<ImageFormat> imageFormatForName(std::string_view path) {
+    auto identifier = typeIdentifierForExtension(extensionOf(path));
+    if (!identifier) return std::nullopt;
+    return imageFormatForTypeIdentifier(*identifier);
+}
+
+ReadableFile::ReadableFile(const char* path) : _fd(::open(path, O_RDONLY | O_CLOEXEC)) {}
+
+ReadableFile::~ReadableFile() {
+    if (_fd >= 0) ::close(_fd);
+}
+
+std::optional<ImageFormat> ReadableFile::imageFormat() const {
+    if (_fd < 0) return std::nullopt;
+    char head[kImageSignatureLength];
+    ssize_t got = ::pread(_fd, head, sizeof head, 0);
+    if (got <= 0) return std::nullopt;
+    return imageFormatForContent(std::string_view(head, static_cast<size_t>(got)));
+}
+
 const std::vector<std::string>& imageTypeIdentifiers() {
     static const std::vector<std::string> types = [] {
-        const auto& decodable = ImageService::shared().decodableTypeIdentifiers();
-        std::vector<std::string> sorted(decodable.begin(), decodable.end());
-        std::sort(sorted.begin(), sorted.end());
+        std::vector<std::string> sorted;
+        for (const auto& entry : kDecodableFormats) sorted.emplace_back(entry.identifier);
         return sorted;
     }();
     return types;

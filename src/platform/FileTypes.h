@@ -41,8 +41,39 @@ std::optional<std::string> typeIdentifierOfRegularFile(const std::string& path);
 std::optional<std::string> imageTypeIdentifierForExtension(std::string_view extension);
 // True when `identifier` is an image format of the table (decodable or not).
 bool isImageTypeIdentifier(std::string_view identifier);
-// The identifiers of the image formats the image services can decode
-// (ImageService::decodableTypeIdentifiers), sorted; made once.
+
+// The picture formats the image services decode, each through its own
+// loader only. Which of them a file holds is read from its first bytes.
+enum class ImageFormat { jpeg, png, gif, webp, tiff, heif };
+// How many first bytes imageFormatForContent() looks at.
+inline constexpr size_t kImageSignatureLength = 12;
+// The decodable format whose signature `head` begins with, or nothing.
+std::optional<ImageFormat> imageFormatForContent(std::string_view head);
+// The format a type identifier names, when it is a decodable one.
+std::optional<ImageFormat> imageFormatForTypeIdentifier(std::string_view identifier);
+// The decodable format a path's name promises (by its extension alone,
+// without touching the disk), or nothing.
+std::optional<ImageFormat> imageFormatForName(std::string_view path);
+
+// A file opened for reading by descriptor, closed with the object; what a
+// caller that hands the file on to a decoder needs, in one open.
+class ReadableFile {
+public:
+    explicit ReadableFile(const char* path);
+    ~ReadableFile();
+    ReadableFile(const ReadableFile&) = delete;
+    ReadableFile& operator=(const ReadableFile&) = delete;
+    // -1 when the file could not be opened.
+    int fd() const { return _fd; }
+    // The decodable format its first bytes announce (one positioned read),
+    // or nothing, also when it is not open.
+    std::optional<ImageFormat> imageFormat() const;
+
+private:
+    int _fd;
+};
+// The identifiers of the decodable formats, sorted. Known from the table
+// alone: asking never loads the image library.
 const std::vector<std::string>& imageTypeIdentifiers();
 
 // True when `extension` (no dot, any case) marks a folder as a package.

@@ -4,6 +4,7 @@
 #include "platform/internal/VipsImageService.h"
 #include "platform/internal/VipsLibrary.h"
 
+#include <algorithm>
 #include <mutex>
 #include <optional>
 #include <utility>
@@ -12,12 +13,6 @@ namespace platform {
 namespace {
 
 using internal::VipsLibrary;
-
-// A loader whose extensions name no image format of the type table (tables,
-// scientific formats) is not counted as an image format.
-std::string typeForExtension(std::string_view extension) {
-    return imageTypeIdentifierForExtension(extension).value_or(std::string());
-}
 
 // The result of a vips call that makes one image into `*out`: the image, or
 // empty with the library's error text dropped (the callers report failure by
@@ -45,26 +40,129 @@ std::string_view storedExifText(std::string_view shown) {
     return shown;
 }
 
-struct LoaderScan {
-    const VipsLibrary* vips;
-    std::unordered_set<std::string>* types;
-};
+// Each format's own loader, reading from a source: never the library's
+// search through every loader it has.
+using SourceLoader = int (*)(VipsSource*, VipsImage**, ...);
 
-void* collectLoaderTypes(void* klass, void* a, void*) {
-    auto* scan = static_cast<LoaderScan*>(a);
-    // The map walks the loader classes only; the check stands in for the
-    // checked cast of the library's class macro.
-    auto* typeClass = static_cast<GTypeClass*>(klass);
-    if (!scan->vips->g_type_check_class_is_a(typeClass, scan->vips->vips_foreign_get_type())) return nullptr;
-    const char** suffixes = static_cast<VipsForeignClass*>(klass)->suffs;
-    for (; suffixes != nullptr && *suffixes != nullptr; ++suffixes) {
-        std::string_view suffix = *suffixes;
-        if (!suffix.empty() && suffix.front() == '.') suffix.remove_prefix(1);
-        std::string type = typeForExtension(suffix);
-        if (!type.empty()) scan->types->emplace(std::move(type));
+SourceLoader loaderOf(const VipsLibrary& vips, ImageFormat format) {
+    switch (format) {
+        case ImageFormat::jpeg: return vips.vips_jpegload_source;
+        case ImageFormat::png: return vips.vips_pngload_source;
+        case ImageFormat::gif: return vips.vips_gifload_source;
+        case ImageFormat::webp: return vips.vips_webpload_source;
+        case ImageFormat::tiff: return vips.vips_tiffload_source;
+        case ImageFormat::heif: return vips.vips_heifload_source;
     }
     return nullptr;
 }
+
+const char* loaderName(ImageFormat format) {
+    switch (format) {
+        case ImageFormat::jpeg: return "jpegload_source";
+        case ImageFormat::png: return "pngload_source";
+        case ImageFormat::gif: return "gifload_source";
+        case ImageFormat::webp: return "webpload_source";
+        case ImageFormat::tiff: return "tiffload_source";
+        case ImageFormat::heif: return "heifload_source";
+    }
+    return "";
+}
+
+// `image` scaled to exactly `width` x `height`, whatever its aspect. The
+// scaler rounds its output size; the odd pixel is padded or cropped.
+Image resizedTo(const VipsLibrary& v, const Image& image, int width, int height) {
+    VipsImage* out = nullptr;
+    double hscale = double(width) / image.width();
+    double vscale = double(height) / image.height();
+    Image resized = made(v, v.vips_resize(image.get(), &out, hscale, "vscale", vscale, nullptr), &out);
+    if (resized && (resized.width() != width || resized.height() != height))
+        resized = made(v, v.vips_embed(resized.get(), &out, 0, 0, width, height, "extend", VIPS_EXTEND_COPY, nullptr),
+                       &out);
+    return resized;
+}
+
+// One picture read from a descriptor by its format's loader, in sequential
+// access: its pixels are computed in one request from top to bottom, so the
+// loader streams them instead of decoding into a buffer first. The header is
+// read first (no pixels); decoded() then opens it again at the smallest
+// scale the loader offers that still leaves the box room for a proper
+// resize, which is where a 12-megapixel photo saves most of its decoding.
+class Picture {
+public:
+    Picture(const VipsLibrary& vips, int descriptor, ImageFormat format) : _vips(vips), _format(format) {
+        _source = vips.vips_source_new_from_descriptor(descriptor);  // takes a duplicate of its own
+        if (_source == nullptr) {
+            vips.vips_error_clear();
+            return;
+        }
+        VipsImage* out = nullptr;
+        _header = made(vips, loaderOf(vips, format)(_source, &out, "access", VIPS_ACCESS_SEQUENTIAL, nullptr), &out);
+    }
+    ~Picture() {
+        _header = {};
+        if (_source != nullptr) _vips.g_object_unref(_source);
+    }
+    Picture(const Picture&) = delete;
+    Picture& operator=(const Picture&) = delete;
+
+    explicit operator bool() const { return static_cast<bool>(_header); }
+
+    std::optional<std::string> dateTimeOriginal() const {
+        const char* field = "exif-ifd2-DateTimeOriginal";
+        if (!_header || _vips.vips_image_get_typeof(_header.get(), field) == 0) return std::nullopt;
+        const char* text = nullptr;
+        if (_vips.vips_image_get_string(_header.get(), field, &text) != 0 || text == nullptr) {
+            _vips.vips_error_clear();
+            return std::nullopt;
+        }
+        return std::string(storedExifText(text));
+    }
+
+    // The picture at most `box` pixels on its longer side (never enlarged),
+    // turned as its orientation tag says.
+    Image thumbnail(int box) {
+        if (!_header || box < 1) return {};
+        VipsImage* out = nullptr;
+        Image turned = decoded(box);
+        if (turned) turned = made(_vips, _vips.vips_autorot(turned.get(), &out, nullptr), &out);
+        if (!turned) return {};
+        // A shrink on load leaves the longer side at least twice the box, so
+        // "never enlarged" can be told from the decoded picture.
+        double scale = std::min({1.0, double(box) / turned.width(), double(box) / turned.height()});
+        int width = std::max(1, int(std::lround(turned.width() * scale)));
+        int height = std::max(1, int(std::lround(turned.height() * scale)));
+        if (width == turned.width() && height == turned.height()) return turned;
+        return resizedTo(_vips, turned, width, height);
+    }
+
+private:
+    Image decoded(int box) {
+        const VipsLibrary& v = _vips;
+        double factor = std::max(_header.width(), _header.height()) / double(box);
+        VipsImage* out = nullptr;
+        switch (_format) {
+            case ImageFormat::jpeg: {
+                // A block shrink sharpens; leave the resize a factor of two.
+                int shrink = factor >= 16 ? 8 : factor >= 8 ? 4 : factor >= 4 ? 2 : 1;
+                // The loader rounds a side shrunk below a pixel down to none.
+                while (shrink > 1 && std::min(_header.width(), _header.height()) < 2 * shrink) shrink /= 2;
+                if (shrink == 1) return _header;
+                return made(v, v.vips_jpegload_source(_source, &out, "shrink", shrink, "access", VIPS_ACCESS_SEQUENTIAL, nullptr), &out);
+            }
+            case ImageFormat::webp:
+                if (factor < 4) return _header;
+                return made(v, v.vips_webpload_source(_source, &out, "scale", 2.0 / factor, "access", VIPS_ACCESS_SEQUENTIAL,
+                                                         nullptr), &out);
+            default:
+                return _header;
+        }
+    }
+
+    const VipsLibrary& _vips;
+    ImageFormat _format;
+    VipsSource* _source = nullptr;
+    Image _header;
+};
 
 class VipsImageService final : public ImageService {
 public:
@@ -77,25 +175,25 @@ public:
         std::call_once(_typesOnce, [this] {
             const VipsLibrary* vips = library();
             if (vips == nullptr) return;  // nothing is decodable
-            LoaderScan scan{vips, &_types};
-            vips->vips_foreign_map("VipsForeignLoad", collectLoaderTypes, &scan, nullptr);
+            for (const std::string& type : imageTypeIdentifiers()) {
+                auto format = imageFormatForTypeIdentifier(type);
+                if (format && vips->vips_type_find("VipsOperation", loaderName(*format)) != 0) _types.insert(type);
+            }
         });
         return _types;
     }
 
     std::string typeIdentifierForExtension(std::string_view extension) override {
-        return typeForExtension(extension);
+        return imageTypeIdentifierForExtension(extension).value_or(std::string());
     }
 
     Image thumbnail(const std::string& path, int maxPixelSize) override {
-        const VipsLibrary* vips = library();
-        if (vips == nullptr || maxPixelSize < 1) return {};
-        VipsImage* out = nullptr;
-        // A square box of the size bounds the longer side; "down" keeps small
-        // pictures as they are. Auto-rotation is on by default.
-        int status = vips->vips_thumbnail(path.c_str(), &out, maxPixelSize, "height", maxPixelSize, "size",
-                                          VIPS_SIZE_DOWN, nullptr);
-        return made(*vips, status, &out);
+        ReadableFile file(path.c_str());
+        auto format = file.imageFormat();
+        const VipsLibrary* vips = format ? library() : nullptr;
+        if (vips == nullptr) return {};
+        Picture picture(*vips, file.fd(), *format);
+        return picture.thumbnail(maxPixelSize);
     }
 
     Image grayStretch(const Image& image, int width, int height) override {
@@ -114,50 +212,53 @@ public:
             gray = made(v, v.vips_cast_uchar(gray.get(), &out, nullptr), &out);
         if (!gray) return {};
 
-        double hscale = double(width) / gray.width();
-        double vscale = double(height) / gray.height();
-        Image stretched = made(v, v.vips_resize(gray.get(), &out, hscale, "vscale", vscale, nullptr), &out);
-        // The scaler rounds its output size; pad or crop the odd pixel so the
-        // buffer is exactly what the caller asked for.
-        if (stretched && (stretched.width() != width || stretched.height() != height))
-            stretched = made(v,
-                             v.vips_embed(stretched.get(), &out, 0, 0, width, height, "extend", VIPS_EXTEND_COPY,
-                                          nullptr),
-                             &out);
-        return stretched;
+        return resizedTo(v, gray, width, height);
     }
 
     std::optional<std::vector<uint8_t>> pixels(const Image& image) override {
         const VipsLibrary* vips = library();
         if (vips == nullptr || !image || image.get()->BandFmt != VIPS_FORMAT_UCHAR) return std::nullopt;
-        size_t size = 0;
-        void* data = vips->vips_image_write_to_memory(image.get(), &size);
-        if (data == nullptr) {
+        // A region computed on this thread: writing the image out would hand
+        // each small picture to the library's thread pool and back.
+        VipsRegion* region = vips->vips_region_new(image.get());
+        if (region == nullptr) {
             vips->vips_error_clear();
             return std::nullopt;
         }
-        std::vector<uint8_t> bytes(static_cast<uint8_t*>(data), static_cast<uint8_t*>(data) + size);
-        vips->g_free(data);
+        VipsRect all{0, 0, image.width(), image.height()};
+        std::optional<std::vector<uint8_t>> bytes;
+        if (vips->vips_region_prepare(region, &all) == 0) {
+            size_t line = size_t(all.width) * size_t(image.bands());
+            bytes.emplace(line * size_t(all.height));
+            // One byte an element (checked above), so a pixel is `bands` bytes.
+            const VipsPel* first = region->data + size_t(all.top - region->valid.top) * size_t(region->bpl) +
+                                   size_t(all.left - region->valid.left) * size_t(image.bands());
+            for (int y = 0; y < all.height; ++y)
+                std::copy_n(first + size_t(y) * size_t(region->bpl), line, bytes->data() + line * size_t(y));
+        } else {
+            vips->vips_error_clear();
+        }
+        vips->g_object_unref(region);
         return bytes;
     }
 
     std::optional<std::string> exifDateTimeOriginal(const std::string& path) override {
-        const VipsLibrary* vips = library();
+        ReadableFile file(path.c_str());
+        auto format = file.imageFormat();
+        const VipsLibrary* vips = format ? library() : nullptr;
         if (vips == nullptr) return std::nullopt;
         // Opening reads the header and metadata only; no pixels are decoded.
-        Image header = Image::adopt(vips->vips_image_new_from_file(path.c_str(), nullptr));
-        if (!header) {
-            vips->vips_error_clear();
-            return std::nullopt;
-        }
-        const char* field = "exif-ifd2-DateTimeOriginal";
-        if (vips->vips_image_get_typeof(header.get(), field) == 0) return std::nullopt;
-        const char* text = nullptr;
-        if (vips->vips_image_get_string(header.get(), field, &text) != 0 || text == nullptr) {
-            vips->vips_error_clear();
-            return std::nullopt;
-        }
-        return std::string(storedExifText(text));
+        return Picture(*vips, file.fd(), *format).dateTimeOriginal();
+    }
+
+    std::optional<GrayPicture> grayPicture(int descriptor, ImageFormat format, int width, int height) override {
+        const VipsLibrary* vips = library();
+        if (vips == nullptr || descriptor < 0) return std::nullopt;
+        Picture picture(*vips, descriptor, format);
+        if (!picture) return std::nullopt;
+        auto bytes = pixels(grayStretch(picture.thumbnail(width), width, height));
+        if (!bytes || bytes->size() != size_t(width) * size_t(height)) return std::nullopt;
+        return GrayPicture{std::move(*bytes), picture.dateTimeOriginal()};
     }
 
 private:

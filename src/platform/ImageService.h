@@ -5,6 +5,11 @@
 // the orientation tag, a gray stretch of that thumbnail into an exact W x H
 // buffer, and the EXIF original date text.
 //
+// A file reaches the library only when its first bytes carry the signature
+// of a decodable format (platform::ImageFormat), and then only that format's
+// own loader reads it: the library's search through all its loaders, some
+// of which open files as databases or documents, is never asked.
+//
 // libvips is not linked: it is opened on the first call that needs it (a
 // program that decodes nothing never maps it). Where it cannot be opened,
 // nothing is decodable and every operation fails by value, as it does for an
@@ -17,6 +22,8 @@
 //   auto& images = platform::ImageService::shared();
 //   platform::Image thumb = images.thumbnail("/photos/a.jpg", 18);
 //   if (thumb) auto pixels = images.pixels(images.grayStretch(thumb, 18, 16));
+
+#include "platform/FileTypes.h"
 
 #include <cstdint>
 #include <memory>
@@ -57,8 +64,8 @@ public:
     static ImageService& shared();
 
     // The uniform type identifiers ("public.jpeg", "public.png", ...) of the
-    // formats that the installed loaders read, made once and kept for the
-    // life of the process. Formats with no known identifier are left out.
+    // decodable formats (platform::imageTypeIdentifiers) whose loader the
+    // installed library has, made once and kept for the life of the process.
     virtual const std::unordered_set<std::string>& decodableTypeIdentifiers() = 0;
 
     // The identifier for a file name extension without its dot, compared
@@ -69,7 +76,8 @@ public:
     // A thumbnail of the first page or frame of the file at `path`, at most
     // `maxPixelSize` pixels on its longer side (never enlarged), turned as its
     // orientation tag says. Decoding is lazy: the pixels are made when they
-    // are read. Empty when the file cannot be opened or is no image.
+    // are read. Empty when the file cannot be opened or holds no decodable
+    // format.
     virtual Image thumbnail(const std::string& path, int maxPixelSize) = 0;
 
     // `image` in one 8-bit gray band, alpha flattened onto black, stretched
@@ -84,6 +92,18 @@ public:
     // The EXIF DateTimeOriginal text of the file, as stored. Nothing when
     // the file does not open as an image or has no such tag.
     virtual std::optional<std::string> exifDateTimeOriginal(const std::string& path) = 0;
+
+    // What comparing a picture needs, from one open file.
+    struct GrayPicture {
+        std::vector<uint8_t> pixels;  // width * height gray bytes, row by row
+        std::optional<std::string> dateTimeOriginal;  // as exifDateTimeOriginal
+    };
+    // The picture in the file open at `descriptor`, which the caller found
+    // to be of `format`, read by that format's loader only: its thumbnail at
+    // most `width` on its longer side, made gray and stretched as
+    // grayStretch does, and its date. The descriptor stays the caller's to
+    // close; its offset is left undefined. Nothing when it does not decode.
+    virtual std::optional<GrayPicture> grayPicture(int descriptor, ImageFormat format, int width, int height) = 0;
 };
 
 }  // namespace platform

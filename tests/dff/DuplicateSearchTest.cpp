@@ -1,10 +1,16 @@
 #include "dff/DuplicateFileFinder.h"
+#include "dff/image/ImageFiles.h"
 
 #include "support/ImageBuilder.h"
 #include "support/PhotoLibraryBuilder.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <map>
+#include <mutex>
+#include <random>
 
 #include <algorithm>
 #include <set>
@@ -249,6 +255,111 @@ TEST(CompareSet, TellsSameOverlappingAndApart) {
     EXPECT_EQ(DuplicateFileFinder::compareSet(std::set<int>{1, 2}, std::set<int>{2, 3, 4}), 3);
     EXPECT_EQ(DuplicateFileFinder::compareSet(std::set<int>{1}, std::set<int>{1, 2}), 3);
     EXPECT_EQ(DuplicateFileFinder::compareSet(std::set<int>{1, 2}, std::set<int>{3}), 2);
+}
+
+// Stands in for the image library and notes every file handed to it. A
+// "picture" is its signature and then "P<n>;": pictures of one n get equal
+// pixels, others unrelated ones.
+class CountingImageService final : public platform::ImageService {
+public:
+    const std::unordered_set<std::string>& decodableTypeIdentifiers() override { return other(), _none; }
+    std::string typeIdentifierForExtension(std::string_view) override { return other(), std::string(); }
+    platform::Image thumbnail(const std::string&, int) override { return other(), platform::Image(); }
+    platform::Image grayStretch(const platform::Image&, int, int) override { return other(), platform::Image(); }
+    std::optional<std::vector<uint8_t>> pixels(const platform::Image&) override { return other(), std::nullopt; }
+    std::optional<std::string> exifDateTimeOriginal(const std::string&) override { return other(), std::nullopt; }
+
+    std::optional<GrayPicture> grayPicture(int descriptor, platform::ImageFormat format, int width,
+                                           int height) override {
+        char link[64], path[4096], head[32] = {};
+        std::snprintf(link, sizeof link, "/proc/self/fd/%d", descriptor);
+        ssize_t length = ::readlink(link, path, sizeof path - 1);
+        {
+            std::lock_guard lock(_mutex);
+            decoded[fs::path(std::string(path, size_t(std::max<ssize_t>(length, 0)))).filename()] = format;
+        }
+        if (::pread(descriptor, head, sizeof head - 1, 3) <= 0 || head[0] != 'P') return std::nullopt;
+        std::mt19937 pattern(unsigned(std::atoi(head + 1)));
+        std::vector<uint8_t> bytes(size_t(width * height));
+        for (auto& byte : bytes) byte = uint8_t(pattern());
+        return GrayPicture{std::move(bytes), std::nullopt};
+    }
+
+    // Name -> the format it was handed over as.
+    std::map<std::string, platform::ImageFormat> decoded;
+    std::atomic<int> otherCalls{0};
+
+private:
+    void other() { otherCalls.fetch_add(1); }
+    std::mutex _mutex;
+    std::unordered_set<std::string> _none;
+};
+
+class PictureSearch : public DuplicateSearch {
+protected:
+    PictureSearch() { dff::setImageService(&images); }
+    ~PictureSearch() override { dff::setImageService(nullptr); }
+    CountingImageService images;
+};
+
+TEST_F(PictureSearch, OnlyPictureNamesWithAPictureSignatureReachTheImageService) {
+    using platform::ImageFormat;
+    writeFile(dir / "a.jpg", "a text file under a picture's name");
+    writeFile(dir / "b.png", "PK\x03\x04 an archive renamed as a picture");
+    writeFile(dir / "c.JPG", "\xFF\xD8\xFFP1; a picture");
+    writeFile(dir / "d.txt", "\xFF\xD8\xFFP1; a picture under a text's name");
+    writeFile(dir / "e.png", "\x89PNG\r\n\x1A\nP2;");
+    writeFile(dir / "f.gif", "GIF89aP3; a gif named so");
+    writeFile(dir / "g.jpg", "\x89PNG\r\n\x1A\nP4; a png named as a jpeg");
+    // Exact copies are duplicates, and are never decoded.
+    writeFile(dir / "twin1.jpg", "\xFF\xD8\xFFP5; twins");
+    writeFile(dir / "twin2.jpg", "\xFF\xD8\xFFP5; twins");
+    search();
+    EXPECT_EQ(images.decoded, (std::map<std::string, ImageFormat>{{"c.JPG", ImageFormat::jpeg},
+                                                                  {"e.png", ImageFormat::png},
+                                                                  {"f.gif", ImageFormat::gif},
+                                                                  {"g.jpg", ImageFormat::png}}));
+    EXPECT_EQ(images.otherCalls.load(), 0);
+    EXPECT_EQ(names(duplicates), (Names{{"twin1.jpg", "twin2.jpg"}}));
+
+    // Without the similar pass nothing at all is asked of it.
+    finder.releaseFiles();
+    images.decoded.clear();
+    search(true);
+    EXPECT_TRUE(images.decoded.empty());
+    EXPECT_EQ(images.otherCalls.load(), 0);
+    EXPECT_EQ(names(duplicates), (Names{{"twin1.jpg", "twin2.jpg"}}));
+}
+
+// Pictures are decoded on several threads; the groups, in their order, are
+// those of one thread every time.
+TEST_F(PictureSearch, ManyPicturesGroupTheSameWayEveryTime) {
+    constexpr int kPatterns = 12, kCopies = 3;
+    Names expected;
+    for (int p = 0; p < kPatterns; ++p) {
+        expected.emplace_back();
+        for (int c = 0; c < kCopies; ++c) {
+            std::string name = "p" + std::to_string(p) + "-" + std::to_string(c) + ".jpg";
+            // Sizes differ, so that each is a loner and goes to the picture pass.
+            writeFile(dir / name, "\xFF\xD8\xFFP" + std::to_string(p) + ";" + std::string(size_t(p * kCopies + c), '.'));
+            expected.back().push_back(name);
+        }
+    }
+    std::sort(expected.begin(), expected.end());
+    std::vector<std::vector<std::string>> first;
+    for (int run = 0; run < 4; ++run) {
+        finder.releaseFiles();
+        search();
+        EXPECT_EQ(names(similar), expected);
+        std::vector<std::vector<std::string>> ordered;
+        for (const auto& group : similar) {
+            ordered.emplace_back();
+            for (const dff::File* file : group) ordered.back().push_back(file->path.str());
+        }
+        if (run == 0) first = ordered;
+        EXPECT_EQ(ordered, first) << "run " << run;
+    }
+    EXPECT_EQ(images.decoded.size(), size_t(kPatterns * kCopies));
 }
 
 }  // namespace

@@ -5,7 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <string>
 
 namespace {
 
@@ -44,6 +46,45 @@ TEST(FileTypes, ItemsAreTypedByNameThenContentThenKind) {
     EXPECT_EQ(platform::typeIdentifier(dir / "Stuff.sparsebundle"), "com.apple.package");
     EXPECT_EQ(platform::typeIdentifier(dir / "link.png"), "public.symlink");
     EXPECT_FALSE(platform::typeIdentifier(dir / "missing.png"));
+}
+
+TEST(FileTypes, OnlyTheSignaturesOfDecodableFormatsNameAFormat) {
+    using platform::ImageFormat;
+    using namespace std::string_literals;
+    EXPECT_EQ(platform::imageFormatForContent("\xFF\xD8\xFF\xE1rest"), ImageFormat::jpeg);
+    EXPECT_EQ(platform::imageFormatForContent("\x89PNG\r\n\x1A\n\0\0\0\x0D"s), ImageFormat::png);
+    EXPECT_EQ(platform::imageFormatForContent("GIF87a"), ImageFormat::gif);
+    EXPECT_EQ(platform::imageFormatForContent("RIFF\x10\0\0\0WEBPVP8 "s), ImageFormat::webp);
+    EXPECT_EQ(platform::imageFormatForContent("MM\0*\0\0\0\x08"s), ImageFormat::tiff);
+    EXPECT_EQ(platform::imageFormatForContent("\0\0\0\x18" "ftypheic"s), ImageFormat::heif);
+    EXPECT_EQ(platform::imageFormatForContent("\0\0\0\x1C" "ftypavifXX"s), ImageFormat::heif);
+    // Known, but read by no loader of ours; and what a name alone promises.
+    for (std::string head : {"%PDF-1.7"s, "PK\x03\x04"s, "BM\0\0"s, "8BPS"s, "RIFF\x10\0\0\0WAVE"s, ""s, "\xFF\xD8"s})
+        EXPECT_FALSE(platform::imageFormatForContent(head)) << head;
+    // A signature must start the file.
+    EXPECT_FALSE(platform::imageFormatForContent(" \xFF\xD8\xFF"));
+
+    EXPECT_EQ(platform::imageFormatForTypeIdentifier("public.jpeg"), ImageFormat::jpeg);
+    EXPECT_EQ(platform::imageFormatForTypeIdentifier("public.avif"), ImageFormat::heif);
+    EXPECT_FALSE(platform::imageFormatForTypeIdentifier("com.adobe.pdf")) << "an image type, not decoded";
+    EXPECT_FALSE(platform::imageFormatForTypeIdentifier("public.JPEG"));
+    // A name promises, the first bytes of the open file tell.
+    EXPECT_EQ(platform::imageFormatForName("/p/a.b/IMG.JPG"), ImageFormat::jpeg);
+    EXPECT_FALSE(platform::imageFormatForName("/p/scan.pdf"));
+    EXPECT_FALSE(platform::imageFormatForName("/p.png/noext"));
+    EXPECT_FALSE(platform::imageFormatForName("/p/.png"));
+    TempDir dir;
+    writeFile(dir / "zip.png", "PK\x03\x04 and more");
+    writeFile(dir / "gif.jpg", "GIF89a and more");
+    EXPECT_FALSE(platform::ReadableFile((dir / "zip.png").c_str()).imageFormat());
+    EXPECT_EQ(platform::ReadableFile((dir / "gif.jpg").c_str()).imageFormat(), ImageFormat::gif);
+    platform::ReadableFile missing((dir / "missing.jpg").c_str());
+    EXPECT_EQ(missing.fd(), -1);
+    EXPECT_FALSE(missing.imageFormat());
+
+    const auto& listed = platform::imageTypeIdentifiers();
+    EXPECT_TRUE(std::is_sorted(listed.begin(), listed.end()));
+    for (const std::string& type : listed) EXPECT_TRUE(platform::imageFormatForTypeIdentifier(type)) << type;
 }
 
 TEST(FileTypes, PackagesAreFoldersWithAPackageExtension) {

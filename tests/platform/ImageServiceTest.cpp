@@ -9,7 +9,16 @@
 #include "support/LogLines.h"
 #include "support/TempDir.h"
 
+#include "dff/internal/ParallelEach.h"
+
+#include <fcntl.h>
+#include <glib.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <set>
+#include <stdexcept>
 
 #include <mutex>
 #include <optional>
@@ -33,6 +42,9 @@ void expectNothingFrom(platform::ImageService& images, const std::string& path, 
     EXPECT_FALSE(images.grayStretch(some, 18, 16));
     EXPECT_FALSE(images.pixels(some));
     EXPECT_FALSE(images.exifDateTimeOriginal(path));
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    EXPECT_FALSE(images.grayPicture(fd, platform::ImageFormat::jpeg, 18, 16));
+    if (fd >= 0) ::close(fd);
     // Naming a format needs no decoder.
     EXPECT_EQ(images.typeIdentifierForExtension("JPG"), "public.jpeg");
 }
@@ -61,6 +73,90 @@ TEST(ImageServiceWithoutLibrary, ALibraryWithoutTheFunctionsIsRefused) {
     EXPECT_NE(lines[0].find("vips_"), std::string::npos) << lines[0];
 }
 
+// A service that decodes nothing real: a "picture" is its file's bytes
+// after the signature, as pixels. It counts its calls and the threads they
+// came from, so that parallel decoding can be checked without the library,
+// which ThreadSanitizer cannot see into.
+class FakeImageService final : public platform::ImageService {
+public:
+    const std::unordered_set<std::string>& decodableTypeIdentifiers() override { return _types; }
+    std::string typeIdentifierForExtension(std::string_view) override { return {}; }
+    platform::Image thumbnail(const std::string&, int) override { return {}; }
+    platform::Image grayStretch(const platform::Image&, int, int) override { return {}; }
+    std::optional<std::vector<uint8_t>> pixels(const platform::Image&) override { return std::nullopt; }
+    std::optional<std::string> exifDateTimeOriginal(const std::string&) override { return std::nullopt; }
+    std::optional<GrayPicture> grayPicture(int descriptor, platform::ImageFormat, int width, int height) override {
+        calls.fetch_add(1);
+        {
+            std::lock_guard lock(_mutex);
+            threads.insert(std::this_thread::get_id());
+        }
+        std::vector<uint8_t> bytes(size_t(width * height));
+        ssize_t got = ::pread(descriptor, bytes.data(), bytes.size(), 3);
+        if (got <= 0) return std::nullopt;
+        return GrayPicture{std::move(bytes), std::nullopt};
+    }
+    std::atomic<int> calls{0};
+    std::set<std::thread::id> threads;
+
+private:
+    std::mutex _mutex;
+    std::unordered_set<std::string> _types;
+};
+
+// The search's decoding stage on a fake service: each item decoded once,
+// into its own slot, whichever thread took it; callbacks only on the caller.
+TEST(ParallelDecoding, EveryItemOnceInItsOwnSlotWithCallerOnlyCallbacks) {
+    testing_support::TempDir dir;
+    constexpr size_t kCount = 64;
+    std::vector<std::string> paths;
+    for (size_t i = 0; i < kCount; ++i) {
+        paths.push_back(dir / ("p" + std::to_string(i) + ".jpg"));
+        testing_support::writeFile(paths.back(), "\xFF\xD8\xFF" + std::string(18 * 16, char('a' + i % 26)));
+    }
+    FakeImageService fake;
+    std::vector<std::optional<std::vector<uint8_t>>> slots(kCount);
+    std::vector<int> callerItems;
+    std::atomic<bool> stopped{false};
+    const auto caller = std::this_thread::get_id();
+    dff::internal::forEachInParallel(kCount, 4, stopped, [&](size_t i, bool onCaller) {
+        if (onCaller) {
+            EXPECT_EQ(std::this_thread::get_id(), caller);
+            callerItems.push_back(int(i));  // only the caller touches it
+        }
+        int fd = ::open(paths[i].c_str(), O_RDONLY | O_CLOEXEC);
+        auto picture = fake.grayPicture(fd, platform::ImageFormat::jpeg, 18, 16);
+        ::close(fd);
+        if (picture) slots[i] = std::move(picture->pixels);
+    });
+    EXPECT_EQ(fake.calls.load(), int(kCount));
+    for (size_t i = 0; i < kCount; ++i) {
+        ASSERT_TRUE(slots[i]) << i;
+        EXPECT_EQ(*slots[i], std::vector<uint8_t>(18 * 16, uint8_t('a' + i % 26))) << i;
+    }
+    EXPECT_LE(fake.threads.size(), 4u);
+}
+
+TEST(ParallelDecoding, AFailureOrAStopEndsTheHandingOut) {
+    std::atomic<bool> stopped{false};
+    std::atomic<int> done{0};
+    EXPECT_THROW(dff::internal::forEachInParallel(1000, 3, stopped,
+                                                  [&](size_t i, bool) {
+                                                      if (i == 10) throw std::logic_error("broken");
+                                                      done.fetch_add(1);
+                                                  }),
+                 std::logic_error);
+    EXPECT_LT(done.load(), 1000);
+
+    done = 0;
+    dff::internal::forEachInParallel(1000, 3, stopped, [&](size_t, bool) {
+        if (done.fetch_add(1) == 5) stopped = true;
+    });
+    EXPECT_LT(done.load(), 1000);
+    stopped = true;
+    dff::internal::forEachInParallel(10, 3, stopped, [&](size_t, bool) { ADD_FAILURE() << "ran after a stop"; });
+}
+
 class ImageService : public testing::Test {
 protected:
     void SetUp() override {
@@ -85,15 +181,20 @@ TEST_F(ImageService, ExifOriginalDateComesBackAsStored) {
     }
 }
 
+// A gradient JPEG of `width` x `height` taken at "2023:05:06 07:08:09".
+std::string datedGradientJpeg(int width, int height) {
+    ExifBuilder exif;
+    exif.ascii(ExifBuilder::Ifd::exif, 36867, "2023:05:06 07:08:09");
+    return testing_support::encodeJpeg(testing_support::horizontalGradient(width, height), width, height, 1,
+                                       {exif.segment()});
+}
+
 // A real picture and a real image, which the process's own service reads,
 // still give nothing through a service whose library is missing.
 TEST_F(ImageService, AMissingLibraryDecodesNothingThatTheSharedOneReads) {
     LogLines log;
     testing_support::TempDir dir;
-    ExifBuilder exif;
-    exif.ascii(ExifBuilder::Ifd::exif, 36867, "2023:05:06 07:08:09");
-    testing_support::writeFile(dir / "g.jpg", testing_support::encodeJpeg(testing_support::horizontalGradient(40, 30),
-                                                                          40, 30, 1, {exif.segment()}));
+    testing_support::writeFile(dir / "g.jpg", datedGradientJpeg(40, 30));
     auto& shared = platform::ImageService::shared();
     platform::Image thumb = shared.thumbnail(dir / "g.jpg", 18);
     ASSERT_TRUE(thumb);
@@ -137,6 +238,47 @@ TEST_F(ImageService, ThumbnailsFromManyThreadsAgreeWithOneThread) {
     for (auto& result : results) threads.emplace_back([&] { result = bitmap(); });
     for (auto& t : threads) t.join();
     for (const auto& result : results) EXPECT_EQ(result, expected);
+}
+
+// A picture read from an open file in one go gives what the steps give, and
+// its date.
+TEST_F(ImageService, AGrayPictureFromAnOpenFileIsTheStepsInOne) {
+    testing_support::TempDir dir;
+    testing_support::writeFile(dir / "g.jpg", datedGradientJpeg(400, 300));
+    auto& images = platform::ImageService::shared();
+    auto steps = images.pixels(images.grayStretch(images.thumbnail(dir / "g.jpg", 18), 18, 16));
+    ASSERT_TRUE(steps);
+    int fd = ::open((dir / "g.jpg").c_str(), O_RDONLY | O_CLOEXEC);
+    auto picture = images.grayPicture(fd, platform::ImageFormat::jpeg, 18, 16);
+    ::close(fd);
+    ASSERT_TRUE(picture);
+    EXPECT_EQ(picture->pixels, *steps);
+    EXPECT_EQ(picture->dateTimeOriginal, "2023:05:06 07:08:09");
+}
+
+// What the library or GLib would print goes through platform::log, and only
+// when it is critical: warnings are about damaged files, which callers learn
+// of by value. Standard error stays empty either way.
+TEST_F(ImageService, LibraryMessagesNeverReachStandardError) {
+    testing_support::TempDir dir;
+    std::string png = "\x89PNG\r\n\x1A\n";
+    png += std::string("\0\0\0\x0DIHDR\0\0\0\x10\0\0\0\x10\x08\0\0\0\0", 21) + "damaged beyond the header";
+    testing_support::writeFile(dir / "broken.png", png);
+    testing_support::writeFile(dir / "empty.jpg", "\xFF\xD8\xFF");
+    auto& images = platform::ImageService::shared();
+    images.decodableTypeIdentifiers();  // the library is open, its handlers in place
+    LogLines log;
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(images.pixels(images.grayStretch(images.thumbnail(dir / "broken.png", 18), 18, 16)));
+    EXPECT_FALSE(images.pixels(images.grayStretch(images.thumbnail(dir / "empty.jpg", 18), 18, 16)));
+    g_log("GLib-GObject", G_LOG_LEVEL_WARNING, "value \"0\" of type 'gint' is invalid");
+    g_log("VIPS", G_LOG_LEVEL_MESSAGE, "a message");
+    g_log("SomeCodec", G_LOG_LEVEL_WARNING, "a codec's warning");
+    g_log("SomeCodec", G_LOG_LEVEL_CRITICAL, "a codec's critical");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    std::vector<std::string> lines = log.taken();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0], "image library: SomeCodec: a codec's critical");
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -111,6 +112,42 @@ TEST_F(DupesCommandTest, NearIdenticalPicturesAreSimilarUnlessOnlyDuplicatesAreA
     EXPECT_EQ(doc["similar"][0][1]["size"], speckled.size());
 
     doc = dupes("--only-duplicates", dir.str());
+    EXPECT_EQ(doc, (json{{"duplicates", json::array()}, {"similar", json::array()}}));
+}
+
+// Which libraries a run loaded, in the dynamic loader's own words: the
+// image library is loaded only when a picture is really decoded.
+TEST_F(DupesCommandTest, OnlyDuplicatesNeverLoadsTheImageLibrary) {
+    writeFile(dir / "a.jpg", encodeJpeg(horizontalGradient(64, 48), 64, 48, 1));
+    writeFile(dir / "b.jpg", encodeJpeg(horizontalGradient(48, 64), 48, 64, 1));
+    writeFile(dir / "c.txt", "same");
+    writeFile(dir / "d.txt", "same");
+    std::string root = " '" + dir.str() + "'";
+    ::setenv("LD_DEBUG", "files", 1);
+    SweeperRun only = runSweeper("--json --quiet dupes --only-duplicates" + root);
+    SweeperRun full = runSweeper("--json --quiet dupes" + root);
+    ::unsetenv("LD_DEBUG");
+    EXPECT_EQ(only.status, 0);
+    EXPECT_EQ(full.status, 0);
+    EXPECT_EQ(only.err.find("libvips"), std::string::npos) << only.err;
+    EXPECT_NE(full.err.find("libvips"), std::string::npos) << "the loader's report names it when it is loaded";
+}
+
+// Files whose names promise pictures: other bytes, a truncated JPEG and a
+// PNG damaged past its header. A quiet run says nothing on standard error.
+TEST_F(DupesCommandTest, AQuietRunOnUndecodablePicturesLeavesStandardErrorEmpty) {
+    writeFile(dir / "notes.jpg", "plain text, not a picture");
+    writeFile(dir / "archive.png", "PK\x03\x04 an archive");
+    writeFile(dir / "empty.png", "");
+    std::string jpeg = encodeJpeg(horizontalGradient(64, 48), 64, 48, 1);
+    writeFile(dir / "cut.jpg", jpeg.substr(0, jpeg.size() / 2));
+    std::string png = "\x89PNG\r\n\x1A\n";
+    png += std::string("\0\0\0\x0DIHDR\0\0\0\x10\0\0\0\x10\x08\0\0\0\0", 21) + "damaged beyond the header";
+    writeFile(dir / "broken.png", png);
+    SweeperRun run = runSweeper("--json --quiet dupes '" + dir.str() + "'");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, "");
+    json doc = json::parse(run.out, nullptr, false);
     EXPECT_EQ(doc, (json{{"duplicates", json::array()}, {"similar", json::array()}}));
 }
 

@@ -3,6 +3,7 @@
 #include "dff/image/ImageHash.h"
 #include "platform/FileTypes.h"
 
+#include <atomic>
 #include <cstdio>
 #include <ctime>
 #include <stdexcept>
@@ -10,7 +11,9 @@
 namespace dff {
 namespace {
 
-platform::ImageService& images() { return platform::ImageService::shared(); }
+std::atomic<platform::ImageService*> installedService{nullptr};
+
+platform::ImageService& images() { return imageService(); }
 
 // Reads `count` digits at `at` into `value`; false when any is not a digit.
 bool digits(std::string_view text, size_t at, size_t count, int& value) {
@@ -37,26 +40,25 @@ std::string formatSeconds(double seconds) {
 
 }  // namespace
 
-namespace {
-
-// Asking the table first keeps the image library unloaded for searches
-// without pictures; the decodable types are all image formats of it.
-bool isDecodableImageType(const std::string& type) {
-    return platform::isImageTypeIdentifier(type) && images().decodableTypeIdentifiers().count(type) != 0;
+platform::ImageService& imageService() {
+    platform::ImageService* service = installedService.load();
+    return service != nullptr ? *service : platform::ImageService::shared();
 }
 
-}  // namespace
+void setImageService(platform::ImageService* service) { installedService.store(service); }
 
 bool isImage(File& file) {
     const std::string* type = file.getType();
-    return type != nullptr && isDecodableImageType(*type);
+    return type != nullptr && platform::imageFormatForTypeIdentifier(*type).has_value();
 }
 
 bool isImage(const char* path) {
     if (path == nullptr) return false;
     auto type = platform::typeIdentifier(path);
-    return type && isDecodableImageType(*type);
+    return type && platform::imageFormatForTypeIdentifier(*type).has_value();
 }
+
+bool hasPictureName(const Path& path) { return platform::imageFormatForName(path.view()).has_value(); }
 
 platform::Image createImage(const platform::URL& url, int size) { return images().thumbnail(url.path(), size); }
 
@@ -112,10 +114,16 @@ std::string getImageCreationDate(const Path& path) {
 ImageHashValue hashImage(const File& file) { return hashImage(file.path); }
 
 ImageHashValue hashImage(const Path& path) {
-    auto pixels = createGrayscaleImage(path, kHashWidth, kHashHeight);
-    if (!pixels) throw std::runtime_error("Failed to read image");
-    ImageHashValue value = hashValue(pixels->data(), kHashWidth, kHashHeight);
-    value.date = getImageCreationDate(path);
+    platform::ReadableFile file(path.cStr());
+    // A name that promises a picture is no reason to hand other bytes to a
+    // decoder: they would only be probed by loader after loader.
+    auto format = file.imageFormat();
+    if (!format) throw std::runtime_error("Failed to read image");
+    auto picture = images().grayPicture(file.fd(), *format, kHashWidth, kHashHeight);
+    if (!picture || picture->pixels.size() != size_t(kHashWidth) * size_t(kHashHeight))
+        throw std::runtime_error("Failed to read image");
+    ImageHashValue value = hashValue(picture->pixels.data(), kHashWidth, kHashHeight);
+    value.date = picture->dateTimeOriginal ? formatExifDate(*picture->dateTimeOriginal) : std::string();
     return value;
 }
 

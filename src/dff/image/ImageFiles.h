@@ -30,11 +30,20 @@ inline constexpr int kHashWidth = 18;
 inline constexpr int kHashHeight = 16;
 
 // True when the file's type identifier (File::getType, cached in the file)
-// is one the platform can decode, exactly, case included. False when the
-// type can't be read (a missing file).
+// is one of the decodable formats of the type table, exactly, case
+// included. False when the type can't be read (a missing file). Never loads
+// the image library.
 bool isImage(File& file);
 // The same for a path, through a temporary File; false for null.
 bool isImage(const char* path);
+// True when the name alone says a decodable picture: what the search asks
+// before it looks at a file's bytes, without touching the disk.
+bool hasPictureName(const Path& path);
+
+// The image service the functions below use: the platform's, unless a test
+// installed another (null restores it). Install before a search runs.
+platform::ImageService& imageService();
+void setImageService(platform::ImageService* service);
 
 // A thumbnail of at most `size` pixels on its longer side, turned by the
 // orientation tag. Empty when the file does not decode.
@@ -59,8 +68,11 @@ std::string getImageCreationDate(const Path& path);
 // time zone; "0.000000" when the text is not such a date.
 std::string formatExifDate(std::string_view text);
 
-// The hash of the picture at `path` with its date. Throws
+// The hash of the picture at `path` with its date, from one open of the
+// file. Only a file whose first bytes carry a decodable format's signature
+// reaches the image service, and then only that format's loader. Throws
 // std::runtime_error("Failed to read image") when the file does not decode.
+// Thread-safe.
 ImageHashValue hashImage(const Path& path);
 ImageHashValue hashImage(const File& file);
 

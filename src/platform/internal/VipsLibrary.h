@@ -28,9 +28,16 @@ namespace platform::internal {
     X(vips_cache_set_max)      \
     X(vips_cache_set_max_mem)  \
     X(vips_cache_set_max_files) \
-    X(vips_foreign_map)        \
-    X(vips_foreign_get_type)   \
-    X(vips_thumbnail)          \
+    X(vips_concurrency_set)    \
+    X(vips_type_find)          \
+    X(vips_source_new_from_descriptor) \
+    X(vips_jpegload_source)    \
+    X(vips_pngload_source)     \
+    X(vips_gifload_source)     \
+    X(vips_webpload_source)    \
+    X(vips_tiffload_source)    \
+    X(vips_heifload_source)    \
+    X(vips_autorot)            \
     X(vips_colourspace)        \
     X(vips_image_hasalpha)     \
     X(vips_flatten)            \
@@ -39,17 +46,16 @@ namespace platform::internal {
     X(vips_cast_uchar)         \
     X(vips_resize)             \
     X(vips_embed)              \
-    X(vips_image_write_to_memory) \
-    X(vips_image_new_from_file) \
+    X(vips_region_new)         \
+    X(vips_region_prepare)     \
     X(vips_image_get_typeof)   \
     X(vips_image_get_string)   \
     X(vips_image_get_width)    \
     X(vips_image_get_height)   \
     X(vips_image_get_bands)    \
-    X(g_type_check_class_is_a) \
     X(g_log_set_handler)       \
-    X(g_object_unref)          \
-    X(g_free)
+    X(g_log_set_default_handler) \
+    X(g_object_unref)
 
 struct VipsLibrary {
 #define CORE_VIPS_FIELD(name) decltype(&::name) name = nullptr;
@@ -62,10 +68,17 @@ std::string defaultVipsLibraryName();
 
 // Opens the library `name`, takes every function of the list, checks that
 // its interface version is the one of the headers and starts it (cache off,
-// warnings silenced). Null when any of that fails; the reason then goes to
+// its GLib log output routed into platform::log, see routeLibraryLog). Null when any of that fails; the reason then goes to
 // platform::log as one line. Each call loads anew; the process keeps one
 // table through sharedVipsLibrary().
 std::unique_ptr<const VipsLibrary> loadVipsLibrary(const std::string& name);
+
+// The GLib log handler installed when the library starts, for every log
+// domain: warnings and lesser messages are dropped (they are about damaged
+// files, which every caller learns of by value), critical ones and errors
+// go to platform::log as one line. GLib itself writes nothing to standard
+// error; where the log goes is the host's choice.
+void routeLibraryLog(const char* domain, GLogLevelFlags level, const char* message, void*);
 
 // The table loaded from defaultVipsLibraryName() on the first call; null
 // (logged once) when it cannot be loaded.
