@@ -48,6 +48,9 @@ public:
     void setIsMoveToTrash(bool value) { _isMoveToTrash = value; }
     void setDelegate(const std::shared_ptr<OMFileDeleterDelegate>& delegate) { _delegate = delegate; }
 
+    // Returns once every block queued so far on the deleter's queue has run.
+    void waitForQueueForTesting() { _dispatchQueue->sync([] {}); }
+
 private:
     enum State : int { idle = 0, running = 1, stopped = 2, done = 3 };
     enum Result : int { deleted = 0, failed = 1, interrupted = 2 };
