@@ -19,7 +19,9 @@ namespace Core {
 
 namespace {
 
-constexpr double kReportInterval = 0.03;
+// Compared in the clock's own ticks: in seconds as doubles, 30 ms after a
+// large clock value could come out a hair above 0.03.
+constexpr auto kReportInterval = std::chrono::milliseconds(30);
 
 bool hasAppExtension(const char* path, size_t length) {
     static constexpr char kSuffix[] = ".app";
@@ -47,10 +49,6 @@ void launchScript(const std::string& script) {
         while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
         }
     });
-}
-
-double clockSeconds() {
-    return std::chrono::duration<double>(platform::clock().now().time_since_epoch()).count();
 }
 
 }  // namespace
@@ -110,7 +108,7 @@ void OMFileDeleter::deleteFiles() {
 }
 
 void OMFileDeleter::updateCurrentPath(const std::string& path) {
-    double now = clockSeconds();
+    auto now = platform::clock().now();
     if (now - _time <= kReportInterval) return;
     _time = now;
     if (auto delegate = _delegate.lock()) delegate->fileDeleterCurrent(path);

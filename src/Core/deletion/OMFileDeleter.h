@@ -18,6 +18,7 @@
 //   deleter->start();   // "/tmp/b" first
 
 #include "Core/deletion/OMFileDeleterDelegate.h"
+#include "platform/Clock.h"
 #include "platform/Dispatch.h"
 
 #include <atomic>
@@ -67,7 +68,7 @@ private:
     std::vector<std::string> _scripts;
     platform::dispatch::QueuePtr _dispatchQueue;
     std::atomic<int> _state{idle};
-    double _time = 0;  // clock seconds of the last current-path report
+    platform::Clock::TimePoint _time{};  // of the last current-path report
     bool _isShredder = false;
     bool _isMoveToTrash = false;
     std::weak_ptr<OMFileDeleterDelegate> _delegate;
