@@ -2,6 +2,7 @@
 // the helper phase with a real helper process, purgeable space and photos
 // with fakes.
 #include "Core/deletion/Deleter.h"
+#include "Core/deletion/FileTools.h"
 #include "Core/helper/HelperInstaller.h"
 #include "Core/helper/HelperProcess.h"
 #include "DeletionFixtures.h"
@@ -13,12 +14,21 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <grp.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <climits>
 #include <cstdio>
+#include <cstdlib>
 #include <deque>
 #include <filesystem>
+#include <fstream>
+
+extern char** environ;
 
 namespace fs = std::filesystem;
 using Core::Deleter;
@@ -35,24 +45,35 @@ std::string progressText(double value) {
     return text;
 }
 
-// Records the slots in order, with paths by their last component.
+// Records the slots in order, with paths by their last component. Every
+// slot must come on the main thread.
 class Host final : public Core::DeleterDelegate {
 public:
-    void deleterCurrent(const std::string& path) override { currents.push_back(path); }
-    void deleterProgress(double fraction) override { calls.push_back("progress " + progressText(fraction)); }
+    void deleterCurrent(const std::string& path) override {
+        EXPECT_TRUE(platform::dispatch::isMainThread());
+        currents.push_back(path);
+    }
+    void deleterProgress(double fraction) override {
+        EXPECT_TRUE(platform::dispatch::isMainThread());
+        calls.push_back("progress " + progressText(fraction));
+    }
     void deleterDeleted(const std::string& path, const std::optional<std::string>& message) override {
+        EXPECT_TRUE(platform::dispatch::isMainThread());
         calls.push_back("deleted " + name(path) + (message ? " " + *message : ""));
     }
     void deleterFailed(const std::string& path, int32_t error) override {
+        EXPECT_TRUE(platform::dispatch::isMainThread());
         calls.push_back("failed " + name(path) + " " + std::to_string(error));
     }
     void deleterAskPhotoRetry(bool flag, std::function<void(bool)> reply) override {
+        EXPECT_TRUE(platform::dispatch::isMainThread());
         calls.push_back(std::string("ask ") + (flag ? "true" : "false"));
         bool answer = !answers.empty() && answers.front();
         if (!answers.empty()) answers.pop_front();
         reply(answer);
     }
     void deleterCompleted() override {
+        EXPECT_TRUE(platform::dispatch::isMainThread());
         calls.push_back("completed");
         ++completions;
     }
@@ -172,6 +193,8 @@ private:
 class DeleterTest : public ::testing::Test {
 protected:
     void SetUp() override {
+        // start and stop are called here, on the thread that runs the main loop.
+        platform::dispatch::declareMainThread();
         platform::Layout::shared().setHelperSocketPath(socketPath);
         writeFile(installer->installedToolPath(), "installed");
         Core::HelperInstaller::setShared(installer);
@@ -264,6 +287,12 @@ TEST_F(DeleterTest, StopDuringTheFilePhaseDropsTheHelperPhase) {
     }
     auto deleter = make(files, {"touch '" + dir / "ran" + "'"});
     deleter->start();
+    deleter->pause();  // stop while paused
+    deleter->stop();
+    EXPECT_EQ(deleter->stateForTesting(), DeleterState::stopped);
+    // Stopped: start reaches the stopped worker, which does nothing more.
+    deleter->start();
+    deleter->pause();
     deleter->stop();
     EXPECT_EQ(deleter->stateForTesting(), DeleterState::stopped);
     ASSERT_TRUE(awaitCompletion());
@@ -417,6 +446,133 @@ TEST_F(DeleterTest, AFinalNoReportsEveryPhotoFailed) {
     EXPECT_EQ(sink->events(),
               (std::vector<std::string>{"49", "50 info=load library failed: " + dir / "elsewhere", "49",
                                         "50 info=load library assets count: 1 failed, result is empty"}));
+}
+
+TEST_F(DeleterTest, ShredFileFallsBackToTheHelper) {
+    // Without the remover the user's own attempt fails.
+    Core::setFileToolDirectory(dir / "no-tools");
+    helper_testing::HelperProcess tool(settings);
+    ASSERT_TRUE(tool.isRunning());
+    std::string secret(5000, 's');
+    writeFile(dir.path() / "secret", secret);
+    int fd = ::open((dir / "secret").c_str(), O_RDONLY);
+    ASSERT_GE(fd, 0);
+    auto shred = [&](const std::string& path) {
+        std::optional<bool> outcome;
+        Core::shredFile(path, [&](bool success) {
+            EXPECT_TRUE(platform::dispatch::isMainThread());
+            EXPECT_FALSE(outcome.has_value());
+            outcome = success;
+        });
+        EXPECT_TRUE(pumpMainLoopUntil([&] { return outcome.has_value(); }));
+        EXPECT_TRUE(testing_support::drainMainQueue());
+        return outcome;
+    };
+    EXPECT_EQ(shred(dir / "secret"), true);
+    EXPECT_FALSE(fs::exists(dir.path() / "secret"));
+    std::string after(secret.size(), '\0');
+    EXPECT_EQ(::pread(fd, after.data(), after.size(), 0), ssize_t(after.size()));
+    ::close(fd);
+    EXPECT_NE(after, secret);
+
+    // With the remover the helper isn't asked; without a helper, false.
+    tool.kill();
+    writeFile(dir.path() / "mine", "x");
+    if (deletion_testing::useBuiltRemover()) {
+        EXPECT_EQ(shred(dir / "mine"), true);
+        EXPECT_FALSE(fs::exists(dir.path() / "mine"));
+        Core::setFileToolDirectory(dir / "no-tools");
+    }
+    writeFile(dir.path() / "kept", "x");
+    EXPECT_EQ(shred(dir / "kept"), false);
+    EXPECT_TRUE(fs::exists(dir.path() / "kept"));
+    if (!deletion_testing::useBuiltRemover()) Core::setFileToolDirectory("");
+}
+
+// The run as a user without rights over part of the tree: this test
+// program started again as that user (see AsUserChild below), talking to
+// the helper tool that runs here as root.
+constexpr uid_t kSecondUser = 65534;
+constexpr const char* kChildVariable = "CORE_TEST_DELETER_CHILD";
+
+TEST_F(DeleterTest, WhatTheUsersRightsCannotRemoveGoesToTheHelper) {
+    if (::geteuid() != 0) GTEST_SKIP() << "needs root to run the deletion as a second user";
+    char self[PATH_MAX] = {};
+    if (::readlink("/proc/self/exe", self, sizeof self - 1) <= 0) GTEST_SKIP() << "no path of the test program";
+    ::chmod(dir.str().c_str(), 0755);
+    deletion_testing::SentinelTree tree(dir.path());  // root's: the user can't remove "victim"
+    writeFile(dir.path() / "sealed/file", "x");       // nor a file in root's folder
+    writeFile(dir.path() / "mine/a", "x");
+    writeFile(dir.path() / "mine/b", "x");
+    fs::create_directories(dir.path() / "out");
+    for (const auto& path : {"mine", "mine/a", "mine/b", "out"})
+        ASSERT_EQ(::chown((dir / path).c_str(), kSecondUser, kSecondUser), 0);
+    settings.allowedUid = kSecondUser;
+    helper_testing::HelperProcess tool(settings);
+    ASSERT_TRUE(tool.isRunning());
+
+    // Everything the child needs is made before fork: other threads may
+    // hold the allocator's lock at that moment.
+    std::string variable = std::string(kChildVariable) + "=" + dir.str();
+    std::vector<char*> environment{variable.data()};
+    for (char** entry = environ; *entry != nullptr; ++entry) environment.push_back(*entry);
+    environment.push_back(nullptr);
+    char filter[] = "--gtest_filter=DeleterAsUser.Child";
+    char* argv[] = {self, filter, nullptr};
+    pid_t child = ::fork();
+    if (child == 0) {
+        if (::setgroups(0, nullptr) != 0 || ::setgid(kSecondUser) != 0 || ::setuid(kSecondUser) != 0) ::_exit(3);
+        ::execve(self, argv, environment.data());
+        ::_exit(4);
+    }
+    ASSERT_GT(child, 0);
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the child test failed, status " << status;
+
+    std::ifstream in(dir / "out/calls");
+    std::vector<std::string> calls;
+    for (std::string line; std::getline(in, line);) calls.push_back(line);
+    // The user's own files first, last to first; then the two refused paths
+    // in the order they failed, through the helper, then its script.
+    EXPECT_EQ(calls, (std::vector<std::string>{"deleted b", "progress 0.20", "deleted a", "progress 0.40",
+                                               "deleted victim", "progress 0.60", "deleted sealed",
+                                               "progress 0.80", "progress 1.00", "completed",
+                                               "helperActionError false", "last currents victim sealed"}));
+    EXPECT_FALSE(fs::exists(dir.path() / "sealed"));
+    EXPECT_FALSE(fs::exists(tree.victim));
+    EXPECT_FALSE(fs::exists(dir.path() / "mine/a"));
+    EXPECT_TRUE(fs::exists(dir.path() / "marker"));
+    EXPECT_TRUE(tree.intact());
+}
+
+// Runs only when started by the test above, as its second user.
+TEST(DeleterAsUser, Child) {
+    const char* base = std::getenv(kChildVariable);
+    if (base == nullptr) GTEST_SKIP() << "started by WhatTheUsersRightsCannotRemoveGoesToTheHelper only";
+    fs::path dir(base);
+    platform::dispatch::declareMainThread();
+    testing_support::ScopedLayout layout{dir / "root", dir / "home"};
+    platform::Layout::shared().setHelperSocketPath(dir / "helper.socket");
+    Core::HelperInstaller::setShared(std::make_shared<StubInstaller>());
+    auto host = std::make_shared<Host>();
+    auto deleter = Deleter::create({dir / "sealed", dir / "mine/a", dir / "victim", dir / "mine/b"}, {}, std::nullopt,
+                                   {"touch '" + (dir / "marker").string() + "'"}, false);
+    deleter->setDelegate(host);
+    deleter->start();
+    ASSERT_TRUE(pumpMainLoopUntil([&] { return host->completions > 0; }));
+    ASSERT_TRUE(testing_support::drainMainQueue());
+    std::ofstream out(dir / "out/calls");
+    for (const auto& call : host->calls) out << call << "\n";
+    out << "helperActionError " << (deleter->helperActionError() ? "true" : "false") << "\n";
+    // The helper names each path as it starts on it; the file deleter's
+    // reports before those are throttled and may be any.
+    auto& currents = host->currents;
+    out << "last currents";
+    for (size_t i = currents.size() < 2 ? 0 : currents.size() - 2; i < currents.size(); ++i)
+        out << " " << Host::name(currents[i]);
+    out << "\n";
+    Core::HelperInstaller::setShared(nullptr);
 }
 
 }  // namespace
