@@ -4,6 +4,7 @@
 // --json writes the whole tree instead; --svg also draws it as a treemap.
 #include "Command.h"
 #include "Output.h"
+#include "ProgressBar.h"
 #include "TreemapSvg.h"
 
 #include "Core/disk/DiskUsageProvider.h"
@@ -117,12 +118,7 @@ int runDu(const Globals& g, const DuOptions& o) {
     std::shared_ptr<Core::DiskUsageTreeNode> tree;
     auto scan = Core::getDiskUsageProvider();
     scan->setOnProgress([showProgress](int percent) {
-        if (!showProgress) return;
-        constexpr int kWidth = 30;
-        int filled = std::clamp(percent * kWidth / 100, 0, kWidth);
-        std::fprintf(stderr, "\r\033[K[%s%s] %3d%%", std::string(size_t(filled), '#').c_str(),
-                     std::string(size_t(kWidth - filled), ' ').c_str(), percent);
-        std::fflush(stderr);
+        if (showProgress) drawProgress(percent / 100.0);
     });
     scan->setOnCompletion([&](std::shared_ptr<Core::DiskUsageTreeNode> root) {
         tree = std::move(root);
@@ -130,7 +126,7 @@ int runDu(const Globals& g, const DuOptions& o) {
     });
     scan->start(o.path);
     while (!done) platform::dispatch::runMainLoopUntil([&] { return done; }, std::chrono::hours(1));
-    if (showProgress) std::fputs("\r\033[K", stderr);
+    if (showProgress) clearProgress();
 
     auto root = std::dynamic_pointer_cast<Core::DiskFileTreeNode>(tree);
     if (!root) throw CommandError("cannot read " + o.path);

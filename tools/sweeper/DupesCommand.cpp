@@ -4,6 +4,7 @@
 #include "Command.h"
 #include "DupesReport.h"
 #include "Output.h"
+#include "ProgressBar.h"
 
 #include "dff/api/DuplicateFileFinder.h"
 #include "platform/ByteCountFormatter.h"
@@ -44,7 +45,7 @@ public:
         draw();
     }
     void completion(const Core::DuplicateGroups& duplicates, const Core::DuplicateGroups& similar) override {
-        if (_showProgress) std::fputs("\r\033[K", stderr);
+        if (_showProgress) clearProgress();
         // Thrown out of the main loop's task it would be lost; the caller
         // rethrows it.
         try {
@@ -60,13 +61,7 @@ public:
 
 private:
     void draw() {
-        if (!_showProgress) return;
-        constexpr int kWidth = 30;
-        int filled = std::clamp(int(_value * kWidth + 0.5), 0, kWidth);
-        std::string path = _path.size() > 60 ? "..." + _path.substr(_path.size() - 57) : _path;
-        std::fprintf(stderr, "\r\033[K[%s%s] %3d%% %s", std::string(size_t(filled), '#').c_str(),
-                     std::string(size_t(kWidth - filled), ' ').c_str(), int(_value * 100 + 0.5), path.c_str());
-        std::fflush(stderr);
+        if (_showProgress) drawProgress(_value, _path);
     }
 
     bool _showProgress;
