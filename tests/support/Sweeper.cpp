@@ -9,20 +9,16 @@
 
 namespace testing_support {
 
-namespace {
-
 std::string sweeperPath() { return std::string(CORE_BINARY_DIR) + "/tools/sweeper"; }
-
-}  // namespace
 
 bool sweeperBuilt() { return std::filesystem::exists(sweeperPath()); }
 
-SweeperRun runSweeper(const std::string& arguments, const std::string& workingDirectory) {
+SweeperRun runSweeper(const std::string& arguments, const std::string& workingDirectory, const std::string& launcher) {
     // Standard error goes to a file of its own, so that reading one pipe
     // can't block on the other filling up.
     std::string errPath = (std::filesystem::temp_directory_path() / "sweeper-stderr-XXXXXX").string();
     int errFd = ::mkstemp(errPath.data());
-    std::string command = sweeperPath() + " " + arguments + (errFd >= 0 ? " 2>'" + errPath + "'" : " 2>/dev/null");
+    std::string command = (launcher.empty() ? "" : launcher + " ") + sweeperPath() + " " + arguments + (errFd >= 0 ? " 2>'" + errPath + "'" : " 2>/dev/null");
     if (!workingDirectory.empty()) command = "cd '" + workingDirectory + "' && " + command;
     SweeperRun run{-1, {}, {}};
     FILE* pipe = popen(command.c_str(), "r");

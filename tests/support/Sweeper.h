@@ -14,8 +14,12 @@ struct SweeperRun {
 
 // True when the console host is built in this tree (not in sanitizer builds).
 bool sweeperBuilt();
+// Where the built console host is.
+std::string sweeperPath();
 // Runs "sweeper ARGUMENTS" through the shell (quote arguments as needed), in
-// `workingDirectory` when one is given.
-SweeperRun runSweeper(const std::string& arguments, const std::string& workingDirectory = "");
+// `workingDirectory` when one is given, and through `launcher` when one is
+// given ("LAUNCHER SWEEPER ARGUMENTS", e.g. a wrapper that sets up a mount).
+SweeperRun runSweeper(const std::string& arguments, const std::string& workingDirectory = "",
+                      const std::string& launcher = "");
 
 }  // namespace testing_support
