@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -151,6 +153,43 @@ TEST(OMFileDeleterTest, AppFoldersGoWholeThroughTheFolderTool) {
     ASSERT_TRUE(run.delegate->awaitCompleted());
     EXPECT_EQ(run.delegate->calls(), (std::vector<std::string>{"victim 0", "Top.app 0", "completed"}));
     EXPECT_TRUE(gone(dir.path() / "Top.app"));
+    EXPECT_TRUE(tree.intact());
+}
+
+// Sets or clears the immutable flag; false where the file system has none.
+bool setImmutable(const fs::path& path, bool on) {
+    int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) return false;
+    int flags = 0;
+    bool ok = ::ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0;
+    flags = on ? flags | FS_IMMUTABLE_FL : flags & ~FS_IMMUTABLE_FL;
+    ok = ok && ::ioctl(fd, FS_IOC_SETFLAGS, &flags) == 0;
+    ::close(fd);
+    return ok;
+}
+
+bool isImmutable(const fs::path& path) {
+    int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    int flags = 0;
+    bool got = fd >= 0 && ::ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0;
+    if (fd >= 0) ::close(fd);
+    return got && (flags & FS_IMMUTABLE_FL) != 0;
+}
+
+TEST(OMFileDeleterTest, FoldersAreUnlockedButNothingBehindALink) {
+    TempDir dir;
+    SentinelTree tree(dir.path());
+    writeFile(tree.victim / "sub/locked", "x");
+    if (!setImmutable(tree.victim / "sub/locked", true) || !setImmutable(tree.outside / "file", true))
+        GTEST_SKIP() << "no immutable flag here (needs root and a file system that has one)";
+    auto run = makeRun({tree.victim.string()});
+    run.deleter->start();
+    ASSERT_TRUE(run.delegate->awaitCompleted());
+    EXPECT_EQ(run.delegate->calls(), (std::vector<std::string>{"victim 0", "completed"}));
+    EXPECT_TRUE(gone(tree.victim));
+    // The walk's unlocking didn't reach through "sub/link-to-file".
+    EXPECT_TRUE(isImmutable(tree.outside / "file"));
+    setImmutable(tree.outside / "file", false);
     EXPECT_TRUE(tree.intact());
 }
 
