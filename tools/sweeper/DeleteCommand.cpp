@@ -232,7 +232,8 @@ struct Outcome {
 
 // Each path as given, at most once, in the order of the reports. A path
 // still in place is never listed as deleted; one the run never reported
-// (the helper tool couldn't take it) is failed with error 0.
+// (the helper tool couldn't take it) is failed with error 0. Paths that
+// fail before the run come first.
 Outcome gather(const std::vector<Target>& targets, const std::vector<DeleteHost::Report>& reports) {
     Outcome outcome;
     std::set<std::string> listed;
@@ -242,8 +243,10 @@ Outcome gather(const std::vector<Target>& targets, const std::vector<DeleteHost:
     for (const auto& target : targets)
         if (target.preError != 0) fail(target.given, target.preError);
     for (const auto& report : reports) {
+        bool given = false;
         for (const auto& target : targets) {
             if (target.preError != 0 || target.work != report.path) continue;
+            given = true;
             struct stat st {};
             bool inPlace = ::lstat(target.work.c_str(), &st) == 0;
             if (report.deleted && !inPlace) {
@@ -252,6 +255,9 @@ Outcome gather(const std::vector<Target>& targets, const std::vector<DeleteHost:
                 fail(target.given, report.deleted ? 0 : report.error);
             }
         }
+        // A failure of something that was no path, such as a script the
+        // helper tool refused, is listed as reported.
+        if (!given && !report.deleted) fail(report.path, report.error);
     }
     for (const auto& target : targets) fail(target.given, 0);
     return outcome;
