@@ -61,12 +61,13 @@ void widenWithExtraIDs(std::unordered_set<CaseInsensitiveString>& ids) {
 
 }  // namespace
 
-std::shared_ptr<AppFileFinder> AppFileFinder::make(const AppFileRule& rule) {
-    return std::make_shared<AppFileFinder>(rule);
+std::shared_ptr<AppFileFinder> AppFileFinder::make(const AppFileRule& rule,
+                                                   std::shared_ptr<const FileSystem> fileSystem) {
+    return std::make_shared<AppFileFinder>(rule, std::move(fileSystem));
 }
 
-AppFileFinder::AppFileFinder(const AppFileRule& rule)
-    : finder(rule), seriallyDispatchQueue(platform::dispatch::makeSerialQueue("AppFileFinder", QoS::userInitiated)) {}
+AppFileFinder::AppFileFinder(const AppFileRule& rule, std::shared_ptr<const FileSystem> fileSystem)
+    : finder(rule, std::move(fileSystem)), seriallyDispatchQueue(platform::dispatch::makeSerialQueue("AppFileFinder", QoS::userInitiated)) {}
 
 void AppFileFinder::prepare() {
     globalQueue()->async(preparing(), [] {

@@ -42,10 +42,12 @@ namespace Core {
 
 class AppFileFinder : public std::enable_shared_from_this<AppFileFinder> {
 public:
-    // `rule` must outlive the finder (the shared ones do).
-    static std::shared_ptr<AppFileFinder> make(const AppFileRule& rule = AppFileRule::all());
+    // `rule` must outlive the finder (the shared ones do). `fileSystem` is
+    // what the rule walk reads (a test or benchmark may count it).
+    static std::shared_ptr<AppFileFinder> make(const AppFileRule& rule = AppFileRule::all(),
+                                               std::shared_ptr<const FileSystem> fileSystem = nullptr);
     // Use make(): the work holds the instance.
-    explicit AppFileFinder(const AppFileRule& rule);
+    AppFileFinder(const AppFileRule& rule, std::shared_ptr<const FileSystem> fileSystem);
 
     // Warms the rule documents and reads the leftover exclusions on a
     // global queue; returns at once. Harmless to call again.
