@@ -57,9 +57,9 @@ private:
 
 // A finder with a recorder as both delegates.
 struct AppScan {
-    std::shared_ptr<Core::AppFileFinder> finder = Core::AppFileFinder::make();
+    std::shared_ptr<Core::AppFileFinder> finder;
     std::shared_ptr<AppScanRecorder> recorder = std::make_shared<AppScanRecorder>();
-    AppScan() {
+    explicit AppScan(const Core::AppFileRule& rule = Core::AppFileRule::all()) : finder(Core::AppFileFinder::make(rule)) {
         finder->delegate = recorder;
         finder->leftoverDelegate = recorder;
     }
