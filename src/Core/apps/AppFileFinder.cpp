@@ -195,13 +195,18 @@ void AppFileFinder::runAppFiles(const AppBundleMap& apps, const QueuePtr& queue,
             files.push_back({std::make_shared<FileInfo>(helper->second, kAddedFilePriority),
                              AppFileKind::Case::support, App::macApp(MacAppID::bundleID(id))});
 
-        auto work = [self = shared_from_this(), id, files = std::move(files), app, running] {
+        // The context keeps its work items, so an item holds neither the
+        // context nor the finder (which holds the context); the barrier
+        // below keeps the finder alive.
+        auto work = [weakSelf = weak_from_this(), id, files = std::move(files), app,
+                     weakRunning = std::weak_ptr<FileFinderContext>(running)] {
             // A stop that came before the item was registered cancels nothing.
-            if (running && running->interrupted()) return;
+            if (auto context = weakRunning.lock(); context && context->interrupted()) return;
             auto sized = sizeAppFiles(files);
             auto bundleFiles = sizeBundleFiles(app->urls);
             mainQueue()->sync([&] {
-                if (auto d = self->delegate.lock()) d->appFileFinderFoundFiles(id, sized, bundleFiles);
+                auto self = weakSelf.lock();
+                if (auto d = self ? self->delegate.lock() : nullptr) d->appFileFinderFoundFiles(id, sized, bundleFiles);
             });
         };
         if (running) {

@@ -379,6 +379,20 @@ TEST_F(LeftoverScanTest, ListsWhatNoInstalledApplicationAccountsFor) {
     EXPECT_EQ(recorder->onMain["didFinishList"], std::set<bool>{true});
 }
 
+// A registry that lists applications but can't tell registered ids.
+struct NoIDsRegistry final : AppRegistry {
+    std::optional<std::vector<std::string>> registeredBundleIDs() const override { return std::nullopt; }
+};
+
+TEST_F(LeftoverScanTest, WithoutRegisteredIdsTheBundlesOwnIdsCount) {
+    tree.app("Notes", "com.example.Notes").preference("net.other.Agent").preference("org.gone.Tool");
+    testing_support::writeBundle(sys("/Applications/Notes.app/Contents/Library/LoginItems/Agent.app"),
+                                 testing_support::BundleSpec("net.other.Agent"));
+    AppRegistry::setShared(std::make_shared<NoIDsRegistry>());
+    list();
+    EXPECT_EQ(recorder->leftoverIds, std::set<std::string>{"org.gone.Tool"});
+}
+
 TEST_F(LeftoverScanTest, AListWithoutTheApplicationsFolderCountsAsFailed) {
     tree.app("Mine", "com.me.Mine", "/Users/tester/Applications").preference("org.gone.Tool");
     list();
