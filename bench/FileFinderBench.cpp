@@ -9,10 +9,9 @@
 //   BM_FirstPass    a fresh cache, one find per identifier for all 300
 //   BM_SecondPass   the same 300 finds again on the warm cache
 //   BM_MakeAppFiles sizing every hit of a pass (directories summed)
-#include "Core/files/FileSystem.h"
+#include "AppCorpus.h"
+
 #include "Core/finder/FileFinder.h"
-#include "Core/rules/RuleManager.h"
-#include "support/MacTreeBuilder.h"
 
 #include <benchmark/benchmark.h>
 
@@ -23,72 +22,11 @@
 
 namespace {
 
-constexpr int kApplications = 300;
-
-struct CountingFileSystem : Core::FileSystem {
-    mutable long listings = 0;
-    mutable long existenceChecks = 0;
-    mutable std::set<std::string> listedFolders;
-
-    std::vector<Core::URLResource> contents(const platform::URL& of,
-                                            const std::vector<Core::ResourceKey>& keys) const override {
-        ++listings;
-        listedFolders.insert(of.path());
-        return FileSystem::contents(of, keys);
-    }
-    bool fileExists(const std::string& path) const override {
-        ++existenceChecks;
-        return FileSystem::fileExists(path);
-    }
-    void reset() {
-        listings = existenceChecks = 0;
-        listedFolders.clear();
-    }
-};
-
-struct Corpus {
-    testing_support::MacTreeBuilder tree;
-    std::vector<std::string> ids;
-    std::unique_ptr<Core::RuleManager> manager;
-    std::unique_ptr<Core::AppFileRule> rule;
-    long entries = 0;
-
-    Corpus() {
-        tree.useLayout();
-        std::string doc = R"("*":
-  caches: {cache: ['Lib/Caches/**']}
-  logs: {log: ['Lib/Logs/**']}
-  support:
-    support: ['Lib/Application Support/**']
-    container: ['Lib/Containers/**']
-    preference: ['Lib/Preferences/*(?<id>.+)\.plist']
-)";
-        for (int i = 0; i < kApplications; ++i) {
-            std::string name = "App" + std::to_string(i);
-            std::string id = "com.vendor" + std::to_string(i % 40) + "." + name;
-            ids.push_back(id);
-            tree.app(name, id)
-                .cache(id, 200, 64)
-                .log(id, 20, 64)
-                .support(name, 60, 64)
-                .container(id)
-                .preference(id);
-            for (int f = 0; f < 40; ++f)
-                tree.file("Library/Containers/" + id + "/Data/Library/Caches/" + id + "/blob" + std::to_string(f), "x");
-            entries += 5 + 200 + 1 + 20 + 1 + 60 + 1 + 1 + 5 + 40 + 1;  // bundle, folders and files
-            doc += id + ":\n  caches: {cache: ['Lib/Caches/" + id + "', 'Lib/Containers/" + id +
-                   "/Data/Library/Caches/" + id + "']}\n  logs: {log: ['Lib/Logs/" + id +
-                   "']}\n  support:\n    support: ['Lib/Application Support/" + name +
-                   "']\n    container: ['Lib/Containers/" + id + "']\n    preference: ['Lib/Preferences/" + id +
-                   ".plist', 'Lib/Preferences/ByHost/*" + id + "\\..*\\.plist']\n";
-        }
-        manager = std::make_unique<Core::RuleManager>(doc, platform::Layout::shared(), "bench");
-        rule = std::make_unique<Core::AppFileRule>(*manager, true);
-    }
-};
+using bench_support::CountingFileSystem;
+using bench_support::Corpus;
 
 Corpus& corpus() {
-    static Corpus instance;
+    static Corpus instance(300);
     return instance;
 }
 

@@ -1,8 +1,11 @@
 #include "platform/Bundle.h"
 
 #include "platform/Layout.h"
+#include "platform/internal/RegularFile.h"
 
 #include <sys/stat.h>
+
+#include <string_view>
 
 namespace platform {
 
@@ -54,6 +57,20 @@ std::optional<ApplicationBundleInfo> readApplicationBundle(const URL& url) {
     const auto* name = bundle->infoDictionary.find("CFBundleName");
     info.name = name != nullptr && name->string() != nullptr ? *name->string() : url.lastPathComponent();
     return info;
+}
+
+std::optional<PlistValue> embeddedInfoDictionary(const URL& url) {
+    constexpr size_t kMaxToolSize = size_t(64) << 20;
+    auto bytes = internal::readRegularFile(url.path(), kMaxToolSize);
+    if (!bytes) return std::nullopt;
+    const size_t begin = bytes->find("<?xml");
+    if (begin == std::string::npos) return std::nullopt;
+    constexpr std::string_view kEnd = "</plist>";
+    const size_t end = bytes->find(kEnd, begin);
+    if (end == std::string::npos) return std::nullopt;
+    auto list = parsePropertyList(std::string_view(*bytes).substr(begin, end + kEnd.size() - begin));
+    if (!list || !list->dictionary()) return std::nullopt;
+    return list;
 }
 
 }  // namespace platform

@@ -47,4 +47,11 @@ struct ApplicationBundleInfo {
 };
 std::optional<ApplicationBundleInfo> readApplicationBundle(const URL& url);
 
+// The information dictionary of a single executable, as the linker embeds
+// it in a section of the tool: the first XML property list in the file's
+// bytes, from "<?xml" through the next "</plist>". Nothing for a folder, an
+// unreadable file, a file without one, one larger than 64 MiB, or a list
+// whose top level is no dictionary.
+std::optional<PlistValue> embeddedInfoDictionary(const URL& url);
+
 }  // namespace platform

@@ -159,6 +159,17 @@ MetadataAnswer MetadataIndex::diskImages() const {
     return found;
 }
 
+std::optional<int64_t> MetadataIndex::itemSize(const std::string& path) const {
+    struct stat st {};
+    if (::lstat(path.c_str(), &st) != 0) return std::nullopt;
+    if (S_ISREG(st.st_mode)) return static_cast<int64_t>(st.st_blocks) * 512;
+    const std::string trimmed = trimTrailingSlashes(path);
+    const std::string name = trimmed.substr(trimmed.find_last_of('/') + 1);
+    if (!S_ISDIR(st.st_mode) || !isPackageExtension(extensionOf(name.c_str()))) return std::nullopt;
+    std::vector<MetadataItem> nested;
+    return packageSize(trimmed, nested);
+}
+
 std::shared_ptr<MetadataIndex> MetadataIndex::shared() { return installedIndex().get(); }
 void MetadataIndex::setShared(std::shared_ptr<MetadataIndex> index) { installedIndex().set(std::move(index)); }
 

@@ -51,6 +51,10 @@ public:
     virtual MetadataAnswer filesOfAtLeast(int64_t minSize) const;
     // "kMDItemContentType == 'com.apple.disk-image-udif'".
     virtual MetadataAnswer diskImages() const;
+    // The kMDItemFSSize of the one item at `path`: a package folder's
+    // physical size as packages() gives it, a regular file's allocated size.
+    // Nothing when the item doesn't exist or is neither.
+    virtual std::optional<int64_t> itemSize(const std::string& path) const;
 
     // The installed index; never null.
     static std::shared_ptr<MetadataIndex> shared();
@@ -66,6 +70,7 @@ public:
     MetadataAnswer packages(const std::string& scope) const override { return _target->packages(scope); }
     MetadataAnswer filesOfAtLeast(int64_t minSize) const override { return _target->filesOfAtLeast(minSize); }
     MetadataAnswer diskImages() const override { return _target->diskImages(); }
+    std::optional<int64_t> itemSize(const std::string& path) const override { return _target->itemSize(path); }
 
 private:
     std::shared_ptr<MetadataIndex> _target;

@@ -2,6 +2,7 @@
 // step is a function of its own that prints its part (text) or adds it to
 // the JSON document.
 #include "Command.h"
+#include "DemoSample.h"
 #include "DupesReport.h"
 #include "Output.h"
 
@@ -169,6 +170,12 @@ void demoDuplicates(const Globals& g, nlohmann::json& out) {
     }
 }
 
+// Installed applications with their files, and the leftovers of removed ones.
+void demoApps(const Globals& g, nlohmann::json& out) {
+    SampleFolder sample;
+    demoApplications(g, out, sample.root());
+}
+
 CommandRegistration demoCommand{{"demo"}, "A short tour of the library on the shipped resources",
                                 [](CLI::App&, Globals& g) -> Action {
                                     return [&g] {
@@ -176,6 +183,7 @@ CommandRegistration demoCommand{{"demo"}, "A short tour of the library on the sh
                                         demoRules(g, out);
                                         demoDisk(g, out);
                                         demoDuplicates(g, out);
+                                        demoApps(g, out);
                                         if (g.json) printJson(out);
                                         return 0;
                                     };

@@ -232,7 +232,7 @@ void FileFinder::find(const IsWanted& isWanted, const Found& found) {
 
 void FileFinder::clearCache() { _cache.clear(); }
 
-std::vector<AppFile> FileFinder::makeAppFiles(const std::vector<AppFileInfo>& files) const {
+std::vector<AppFile> FileFinder::makeAppFiles(const std::vector<AppFileInfo>& files) {
     std::vector<AppFile> out;
     out.reserve(files.size());
     for (const auto& item : files) {

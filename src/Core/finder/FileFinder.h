@@ -65,7 +65,7 @@ public:
     // AppFile records in list order, each with its file's size, measured
     // once per FileInfo however many records share it: a regular file's
     // size, a directory's total, 0 for what can't be read.
-    std::vector<AppFile> makeAppFiles(const std::vector<AppFileInfo>& files) const;
+    static std::vector<AppFile> makeAppFiles(const std::vector<AppFileInfo>& files);
 
     const AppFileRule& appFileRule() const { return _appFileRule; }
     // Root URL to its directory node.

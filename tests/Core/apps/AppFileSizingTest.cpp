@@ -1,0 +1,53 @@
+#include "Core/apps/AppFileSizing.h"
+
+#include "Core/files/FileManager.h"
+#include "platform/MetadataIndex.h"
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace Core;
+
+// An index that knows one size for every item, or none.
+struct FixedIndex final : platform::MetadataIndex {
+    std::optional<int64_t> size;
+    std::optional<int64_t> itemSize(const std::string&) const override { return size; }
+};
+
+struct ScopedIndex {
+    explicit ScopedIndex(std::shared_ptr<platform::MetadataIndex> index) { platform::MetadataIndex::setShared(index); }
+    ~ScopedIndex() { platform::MetadataIndex::setShared(nullptr); }
+};
+
+TEST(AppFileSizingTest, BundlesTakeTheIndexSizeUnlessItIsMissingOrBelowTwo) {
+    testing_support::TempDir temp;
+    testing_support::writeFileOfSize(temp / "Notes.app/Contents/MacOS/Notes", 5000);
+    const auto bundle = platform::URL::fileURL(temp / "Notes.app");
+    const int64_t onDisk = sizeBundleFiles({bundle}).at(0).size();  // the stand-in index: blocks allocated
+    EXPECT_GE(onDisk, 5000);
+
+    auto index = std::make_shared<FixedIndex>();
+    ScopedIndex scoped(index);
+    index->size = 123456;
+    EXPECT_EQ(sizeBundleFiles({bundle}).at(0).size(), 123456);
+    for (auto fallback : {std::optional<int64_t>(), std::optional<int64_t>(1), std::optional<int64_t>(0)}) {
+        index->size = fallback;
+        EXPECT_EQ(sizeBundleFiles({bundle}).at(0).size(), FileManager::size(bundle)) << fallback.value_or(-1);
+    }
+}
+
+TEST(AppFileSizingTest, AFileSharedByTwoListsIsMeasuredOnce) {
+    testing_support::TempDir temp;
+    testing_support::writeFileOfSize(temp / "cache/a", 300);
+    auto info = std::make_shared<FileInfo>(platform::URL::fileURL(temp / "cache"), 40);
+    const AppFileInfo entry{info, AppFileKind::Case::cache, App::app("com.example.Notes")};
+    const int64_t first = sizeAppFiles({entry}).at(0).size();
+    EXPECT_GE(first, 300);
+    testing_support::writeFileOfSize(temp / "cache/b", 70000);
+    EXPECT_EQ(sizeAppFiles({entry, entry}).at(1).size(), first);
+    EXPECT_EQ(info->size, first);
+}
+
+}  // namespace
