@@ -62,7 +62,7 @@ private:
     std::shared_ptr<FileFinderContext> context;
 
     void scan() {
-        FileFinder walk(finder->appFileRule);
+        FileFinder walk(finder->appFileRule, finder->_fileSystem);
         auto apps = installedApplications();
         if (!apps) return;
         progress->finishPart();
@@ -241,8 +241,10 @@ const std::vector<CaseInsensitiveString>& AppJunkFinder::browserIDs() {
 
 AppJunkFinder::AppJunkFinder() : AppJunkFinder(AppFileRule::junk()) {}
 
-AppJunkFinder::AppJunkFinder(const AppFileRule& appFileRule)
-    : appFileRule(appFileRule), userApplicationsPath(platform::joinPath(platform::Layout::shared().home(), "Applications")) {}
+AppJunkFinder::AppJunkFinder(const AppFileRule& appFileRule, std::shared_ptr<const FileSystem> fileSystem)
+    : appFileRule(appFileRule),
+      userApplicationsPath(platform::joinPath(platform::Layout::shared().home(), "Applications")),
+      _fileSystem(std::move(fileSystem)) {}
 
 void AppJunkFinder::start(const JunkFileFinderConfig& config) {
     std::weak_ptr<AppJunkFinder> weakSelf = weak_from_this();

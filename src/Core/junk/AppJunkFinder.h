@@ -15,6 +15,7 @@
 //   apps->start(config);   // reports come while the main loop runs
 
 #include "Core/apps/AppBundleLoader.h"
+#include "Core/files/FileSystem.h"
 #include "Core/foundation/FileFinderContext.h"
 #include "Core/junk/AppJunkFinderDelegate.h"
 #include "Core/junk/JunkFileFinderConfig.h"
@@ -35,9 +36,11 @@ public:
     // Over the shared junk rules (caches and logs); throws ResourceError as
     // they do.
     AppJunkFinder();
-    // Over other rules (tests, the console host); `appFileRule` must
-    // outlive the finder.
-    explicit AppJunkFinder(const AppFileRule& appFileRule);
+    // Over other rules (tests, the console host) and another view of the
+    // disk for the rule walk (one that counts its questions); `appFileRule`
+    // must outlive the finder.
+    explicit AppJunkFinder(const AppFileRule& appFileRule,
+                           std::shared_ptr<const FileSystem> fileSystem = FileSystem::real());
 
     std::weak_ptr<AppJunkFinderDelegate> delegate;
     // The running scan's token; absent when none runs.
@@ -61,6 +64,7 @@ public:
 
 private:
     class Run;
+    std::shared_ptr<const FileSystem> _fileSystem;
 };
 
 }  // namespace Core
