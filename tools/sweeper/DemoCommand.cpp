@@ -3,6 +3,7 @@
 // the JSON document.
 #include "Command.h"
 #include "DupesReport.h"
+#include "JunkSample.h"
 #include "Output.h"
 
 #include "Core/rules/AppFileRule.h"
@@ -174,6 +175,7 @@ CommandRegistration demoCommand{{"demo"}, "A short tour of the library on the sh
                                     return [&g] {
                                         nlohmann::json out = nlohmann::json::object();
                                         demoRules(g, out);
+                                        demoJunk(g, out);
                                         demoDisk(g, out);
                                         demoDuplicates(g, out);
                                         if (g.json) printJson(out);
