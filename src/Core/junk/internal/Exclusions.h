@@ -6,7 +6,7 @@
 // Threading: free functions, any thread. Inside a scan the listings stop
 // when the running context is interrupted.
 
-#include "Core/foundation/AppFile.h"
+#include "Core/foundation/File.h"
 #include "platform/URL.h"
 
 #include <vector>
