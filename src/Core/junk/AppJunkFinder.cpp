@@ -246,6 +246,8 @@ AppJunkFinder::AppJunkFinder(const AppFileRule& appFileRule, std::shared_ptr<con
       userApplicationsPath(platform::joinPath(platform::Layout::shared().home(), "Applications")),
       _fileSystem(std::move(fileSystem)) {}
 
+AppJunkFinder::~AppJunkFinder() { stop(); }
+
 void AppJunkFinder::start(const JunkFileFinderConfig& config) {
     std::weak_ptr<AppJunkFinder> weakSelf = weak_from_this();
     context = FileFinderContext::make([weakSelf](URL url) {

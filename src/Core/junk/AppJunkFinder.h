@@ -41,6 +41,8 @@ public:
     // must outlive the finder.
     explicit AppJunkFinder(const AppFileRule& appFileRule,
                            std::shared_ptr<const FileSystem> fileSystem = FileSystem::real());
+    // A finder released during a run stops it.
+    ~AppJunkFinder();
 
     std::weak_ptr<AppJunkFinderDelegate> delegate;
     // The running scan's token; absent when none runs.

@@ -251,6 +251,8 @@ std::shared_ptr<JunkFileFinder> JunkFileFinder::make(std::shared_ptr<AppJunkFind
 
 JunkFileFinder::JunkFileFinder(std::shared_ptr<AppJunkFinder> appFileFinder) : appFileFinder(std::move(appFileFinder)) {}
 
+JunkFileFinder::~JunkFileFinder() { stop(); }
+
 void JunkFileFinder::start(const JunkFileFinderConfig& config) {
     appFileFinder->exclubeFilesUrls = exclubeFilesUrls;
     appFileFinder->exclubeAppUrls = exclubeAppUrls;

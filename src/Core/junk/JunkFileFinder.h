@@ -77,6 +77,8 @@ public:
 
     // Use make(): the application part reports to this object weakly.
     explicit JunkFileFinder(std::shared_ptr<AppJunkFinder> appFileFinder);
+    // A finder released during a run stops it, as stop() does.
+    ~JunkFileFinder() override;
 
 private:
     class Run;

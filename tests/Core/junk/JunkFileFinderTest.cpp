@@ -203,6 +203,29 @@ TEST(JunkFileFinderTest, RealIndexFindsImagesByTheirTrailer) {
         EXPECT_EQ(image.size(), image.url().lastPathComponent() == "real.dmg" ? 1512 : 536);
 }
 
+TEST(JunkFileFinderTest, AFinderReleasedDuringItsRunReportsNothingMore) {
+    JunkScene s;
+    s.write("/Library/Caches/A/data");
+    s.write("/Library/Caches/B/data");
+    testing_support::Flag reached, resumed;
+    const std::string target = s.sys("/Library/Caches/A");
+    FileManager::setDirectorySizerForTesting([&](const char* path, const std::atomic<bool>*, int32_t*) -> int64_t {
+        if (path == target) {
+            reached.set();
+            EXPECT_TRUE(resumed.await());
+        }
+        return 1;
+    });
+    s.finder->start(kSystemOnly);
+    ASSERT_TRUE(pumpMainLoopUntil([&] { return reached.isSet(); }));
+    auto run = s.finder->interrupter->workItems.at(0);
+    s.finder.reset();
+    resumed.set();
+    ASSERT_TRUE(run->wait(testing_support::kPatience));
+    ASSERT_TRUE(testing_support::drainMainQueue());
+    EXPECT_TRUE(s.recorder->calls.empty());
+}
+
 // Stops the scan from the main thread while the run measures `folder`,
 // and checks that nothing of a later category, and no finish, follows.
 struct StopWhileSizing {
