@@ -88,10 +88,7 @@ private:
                 if (!config.appCaches) dropKind(files, AppFileKind::Case::cache);
                 if (!config.appLogs) dropKind(files, AppFileKind::Case::log);
                 auto sized = sizedAroundExclusions(files);
-                ++progress->partProgress;
-                progress->reportPart();
                 if (!sized.empty()) post(MacAppJunkFile{bundles.front()->url(), id, std::move(sized)}, false);
-                continue;
             }
             ++progress->partProgress;
             progress->reportPart();
