@@ -13,7 +13,7 @@ internal::Installed<PurgeableSpace>& installed() {
 
 }  // namespace
 
-uint64_t PurgeableSpace::recoveryEstimate(const std::string&) { return 0; }
+int64_t PurgeableSpace::recoveryEstimate(const std::string&) { return -1; }
 
 void PurgeableSpace::startRecovery(const std::string&, uint64_t, dispatch::QueuePtr queue, RecoveryCallback callback) {
     queue->async([callback = std::move(callback)] {

@@ -2,14 +2,14 @@
 // PurgeableSpace: the system's purgeable space (space held by caches and
 // snapshots that the system can give back on demand), standing in for its
 // recovery estimate and recovery calls. Linux keeps no such space: the
-// default estimates 0 bytes and its recovery ends at once, with nothing
+// default has no estimate (-1) and its recovery ends at once, with nothing
 // recovered and no error. Tests and hosts install their own with setShared().
 //
 // Threading: any thread. The recovery's callback comes on the queue given.
 //
 //   auto space = platform::PurgeableSpace::shared();
-//   uint64_t bytes = space->recoveryEstimate("/");
-//   space->startRecovery("/", free + bytes, mainQueue(), [](bool, uint64_t, auto error) { ... });
+//   int64_t bytes = space->recoveryEstimate("/");
+//   if (bytes >= 0) space->startRecovery("/", free + bytes, mainQueue(), [](bool, uint64_t, auto error) { ... });
 
 #include "platform/Dispatch.h"
 
@@ -28,8 +28,9 @@ public:
     using RecoveryCallback = std::function<void(bool flag, uint64_t amount, std::optional<std::string> error)>;
 
     virtual ~PurgeableSpace() = default;
-    // Bytes the volume of `volumePath` could give back; 0 when unknown.
-    virtual uint64_t recoveryEstimate(const std::string& volumePath);
+    // Bytes the volume of `volumePath` could give back; negative when there
+    // is no estimate (the system's call is signed the same way).
+    virtual int64_t recoveryEstimate(const std::string& volumePath);
     // Frees purgeable space on the volume of `volumePath` until
     // `wantedFreeBytes` are free or nothing more can be freed, then calls
     // `callback` once on `queue`.

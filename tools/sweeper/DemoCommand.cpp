@@ -4,6 +4,7 @@
 #include "Command.h"
 #include "DemoSample.h"
 #include "DupesReport.h"
+#include "JunkSample.h"
 #include "Output.h"
 
 #include "Core/rules/AppFileRule.h"
@@ -181,6 +182,7 @@ CommandRegistration demoCommand{{"demo"}, "A short tour of the library on the sh
                                     return [&g] {
                                         nlohmann::json out = nlohmann::json::object();
                                         demoRules(g, out);
+                                        demoJunk(g, out);
                                         demoDisk(g, out);
                                         demoDuplicates(g, out);
                                         demoApps(g, out);

@@ -8,6 +8,7 @@
 
 #include <sys/statvfs.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -158,7 +159,8 @@ void Deleter::cleanPurgeableSpace() {
         auto space = platform::PurgeableSpace::shared();
         auto group = std::make_shared<platform::dispatch::Group>();
         group->enter();
-        uint64_t estimate = space->recoveryEstimate(kPurgeablePath);
+        // No estimate asks for nothing beyond what is free.
+        uint64_t estimate = static_cast<uint64_t>(std::max<int64_t>(0, space->recoveryEstimate(kPurgeablePath)));
         uint64_t availableCapacity = 0;
         struct statvfs volume {};
         if (::statvfs(kPurgeablePath, &volume) == 0) {

@@ -107,7 +107,7 @@ public:
 
 class FakePurgeableSpace final : public platform::PurgeableSpace {
 public:
-    uint64_t recoveryEstimate(const std::string&) override { return 1000; }
+    int64_t recoveryEstimate(const std::string&) override { return 1000; }
     void startRecovery(const std::string& volume, uint64_t wanted, platform::dispatch::QueuePtr queue,
                        RecoveryCallback callback) override {
         std::lock_guard lock(mutex);
