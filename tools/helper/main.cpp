@@ -1,11 +1,14 @@
 // core-helper: the privileged helper tool. Installed and started by the
 // application's installer; serves the helper wire interface on a
-// Unix-domain socket for root and the one user it was started for.
+// Unix-domain socket for root, and for the one user it was started for when
+// that user's process runs a host named in SMAuthorizedClients below.
 //
 //   core-helper --socket PATH [--allow-uid UID] [--ready-fd FD] [--pid-file PATH]
 //               [--root DIR] [--dns-command LINE] [--reindex-command LINE]
+#include "AuthorizedClients.h"
 #include "Core/helper/HelperTool.h"
 #include "platform/Layout.h"
+#include "platform/ResourceBundle.h"
 
 #include <unistd.h>
 
@@ -28,9 +31,7 @@ __attribute__((used, section(".info_plist"))) static const char kInfoPlist[] =
 	<key>CFBundleVersion</key>
 	<string>1.0.0</string>
 	<key>SMAuthorizedClients</key>
-	<array>
-		<string>identifier "com.oxmerl.MerlSweeper"</string>
-	</array>
+	<array>)" CORE_HELPER_AUTHORIZED_CLIENTS_XML R"(</array>
 </dict>
 </plist>
 )";
@@ -86,6 +87,8 @@ int main(int argc, char** argv) {
     options.server.service = Core::defaultMaintenanceCommands();
     if (dnsCommand) options.server.service.clearDNSCacheCommand = *dnsCommand;
     if (reindexCommand) options.server.service.reindexSpotlightCommand = *reindexCommand;
+    options.server.service.scriptsDocument =
+        platform::ResourceBundle::shared().pathForResource("scripts", "txt").value_or("");
     (void)kInfoPlist;
     return Core::runHelperTool(options);
 }

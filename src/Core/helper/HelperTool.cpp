@@ -1,5 +1,7 @@
 #include "Core/helper/HelperTool.h"
 
+#include "Core/helper/HelperInstaller.h"
+#include "Core/helper/internal/ToolInfo.h"
 #include "platform/Analytics.h"
 #include "platform/Layout.h"
 
@@ -25,8 +27,10 @@ std::string quotedSystemPath(const std::string& absolutePath) {
 }  // namespace
 
 HelperServiceOptions defaultMaintenanceCommands() {
-    return {.reindexSpotlightCommand = quotedSystemPath("/usr/bin/updatedb"),
-            .clearDNSCacheCommand = quotedSystemPath("/usr/bin/resolvectl") + " flush-caches"};
+    HelperServiceOptions options;
+    options.reindexSpotlightCommand = quotedSystemPath("/usr/bin/updatedb");
+    options.clearDNSCacheCommand = quotedSystemPath("/usr/bin/resolvectl") + " flush-caches";
+    return options;
 }
 
 int runHelperTool(const HelperToolOptions& options) {
@@ -36,7 +40,11 @@ int runHelperTool(const HelperToolOptions& options) {
     sigaddset(&stopSignals, SIGINT);
     pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
 
-    HelperServer server(options.server);
+    HelperServerOptions serverOptions = options.server;
+    if (serverOptions.authorizedClients.empty())
+        serverOptions.authorizedClients =
+            internal::readAuthorizedClients(HelperInstaller::shared()->installedToolPath());
+    HelperServer server(serverOptions);
     std::string error;
     if (!server.listen(error)) {
         platform::log("helper: " + error);

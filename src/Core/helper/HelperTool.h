@@ -28,6 +28,8 @@ struct HelperToolOptions {
 HelperServiceOptions defaultMaintenanceCommands();
 
 // 0 after a signal ended the service; 1 when the socket can't be set up.
+// Empty server.authorizedClients are read from "SMAuthorizedClients" of the
+// installed tool's information list.
 int runHelperTool(const HelperToolOptions& options);
 
 }  // namespace Core
