@@ -8,7 +8,6 @@
 #include "AuthorizedClients.h"
 #include "Core/helper/HelperTool.h"
 #include "platform/Layout.h"
-#include "platform/ResourceBundle.h"
 
 #include <unistd.h>
 
@@ -29,7 +28,7 @@ __attribute__((used, section(".info_plist"))) static const char kInfoPlist[] =
 	<key>CFBundleName</key>
 	<string>com.oxmerl.MerlSweeper.PrivilegedHelperTool</string>
 	<key>CFBundleVersion</key>
-	<string>1.0.0</string>
+	<string>1.1.0</string>
 	<key>SMAuthorizedClients</key>
 	<array>)" CORE_HELPER_AUTHORIZED_CLIENTS_XML R"(</array>
 </dict>
@@ -84,11 +83,9 @@ int main(int argc, char** argv) {
         }
     }
     options.server.socketPath = socketPath.empty() ? platform::Layout::shared().helperSocketPath() : socketPath;
-    options.server.service = Core::defaultMaintenanceCommands();
+    options.server.service = Core::defaultServiceOptions();
     if (dnsCommand) options.server.service.clearDNSCacheCommand = *dnsCommand;
     if (reindexCommand) options.server.service.reindexSpotlightCommand = *reindexCommand;
-    options.server.service.scriptsDocument =
-        platform::ResourceBundle::shared().pathForResource("scripts", "txt").value_or("");
     (void)kInfoPlist;
     return Core::runHelperTool(options);
 }

@@ -4,6 +4,7 @@
 #include "Core/helper/internal/ToolInfo.h"
 #include "platform/Analytics.h"
 #include "platform/Layout.h"
+#include "platform/ResourceBundle.h"
 
 #include <pthread.h>
 #include <signal.h>
@@ -26,10 +27,11 @@ std::string quotedSystemPath(const std::string& absolutePath) {
 
 }  // namespace
 
-HelperServiceOptions defaultMaintenanceCommands() {
+HelperServiceOptions defaultServiceOptions() {
     HelperServiceOptions options;
     options.reindexSpotlightCommand = quotedSystemPath("/usr/bin/updatedb");
     options.clearDNSCacheCommand = quotedSystemPath("/usr/bin/resolvectl") + " flush-caches";
+    options.scriptsDocument = platform::ResourceBundle::shared().pathForResource("scripts", "txt").value_or("");
     return options;
 }
 
