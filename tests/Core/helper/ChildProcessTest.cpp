@@ -11,7 +11,9 @@ using Core::internal::ChildProcess;
 
 namespace {
 
-platform::Clock::TimePoint later() { return platform::deadlineAfter(platform::clock().now(), std::chrono::seconds(60)); }
+platform::Clock::TimePoint later() {
+    return platform::deadlineAfter(platform::clock().now(), std::chrono::seconds(60));
+}
 
 std::shared_ptr<ChildProcess> shell(const std::string& text) { return ChildProcess::start({"/bin/sh", "-c", text}); }
 

@@ -192,7 +192,8 @@ void writeScriptsDocument(const std::string& path, const std::vector<std::string
     std::string xml = "<scripts>";
     for (size_t i = 0; i < scripts.size(); ++i) {
         std::string text;
-        for (char c : scripts[i]) text += c == '&' ? std::string("&amp;") : c == '<' ? std::string("&lt;") : std::string(1, c);
+        for (char c : scripts[i])
+            text += c == '&' ? std::string("&amp;") : c == '<' ? std::string("&lt;") : std::string(1, c);
         xml += "<app id=\"com.example.App" + std::to_string(i) + "\"><script useAdminPrivileges=\"true\">" + text +
                "</script></app>";
     }
