@@ -119,7 +119,7 @@ void HelperService::runDeletion(const DeletionJob& job) {
     for (const auto& path : job.paths) {
         if (!proceed()) break;
         _client->helperDeletingAt(path);
-        bool removed = internal::removeTree(path, job.shred, proceed);
+        bool removed = !isProtected(path) && internal::removeTree(path, job.shred, proceed);
         // A path cut short by stop gets no result; the run ends below.
         if (!removed && !proceed()) break;
         _client->helperDeletedAt(path, removed);
@@ -160,8 +160,8 @@ void HelperService::stopGettingSize() {
 }
 
 void HelperService::shredFile(const std::string& path, std::function<void(bool success)> with) {
-    startTask([path, with = std::move(with)] {
-        bool removed = internal::removeTree(path, true, [] { return true; });
+    startTask([this, path, with = std::move(with)] {
+        bool removed = !isProtected(path) && internal::removeTree(path, true, [] { return true; });
         if (with) with(removed);
     });
 }
@@ -169,6 +169,17 @@ void HelperService::shredFile(const std::string& path, std::function<void(bool s
 void HelperService::changeMode(bool shred) {
     std::lock_guard lock(_mutex);
     _shredMode = shred;
+}
+
+bool HelperService::isProtected(const std::string& path) const {
+    struct stat target {};
+    if (::lstat(path.c_str(), &target) != 0) return false;
+    for (const auto& folder : _options.protectedFolders) {
+        struct stat kept {};
+        if (::stat(folder.c_str(), &kept) == 0 && kept.st_dev == target.st_dev && kept.st_ino == target.st_ino)
+            return true;
+    }
+    return false;
 }
 
 bool HelperService::runChild(const std::string& commandLine, uint64_t sequence,

@@ -5,7 +5,8 @@
 // maintenance commands each run on a thread of their own and reply when
 // done. Callbacks go to the client's OMHelperDelegate.
 //
-// Paths must be absolute, not "/", without "." or ".." parts; scripts must
+// Paths must be absolute, not "/", without "." or ".." parts, and not a
+// protected folder; scripts must
 // be in the scripts document (a refused one is logged and not launched).
 // Scripts and maintenance commands run as ChildProcesses with a time limit;
 // stopDeleting ends a running script's process group.
@@ -48,6 +49,9 @@ struct HelperServiceOptions {
     // counts only when root owns it and nobody else may write it: otherwise
     // any client could have any text run as root.
     std::string scriptsDocument;
+    // Folders that are never deleted or shredded themselves (the users'
+    // home folders), recognised by device and inode whatever the spelling.
+    std::vector<std::string> protectedFolders;
     // How long a script or maintenance command may run before its whole
     // process group is ended.
     std::chrono::duration<double> childTimeLimit = std::chrono::minutes(10);
@@ -92,6 +96,8 @@ private:
     void runMaintenance(const std::string& command, std::function<void(bool success)> reply);
     // Runs `commandLine` with /bin/sh; `sequence` is the deletion job it
     // belongs to (0 for maintenance, which only shutdown ends).
+    // True when `path` itself is one of the protected folders.
+    bool isProtected(const std::string& path) const;
     bool runChild(const std::string& commandLine, uint64_t sequence, const std::function<void()>& launched);
 
     std::shared_ptr<OMHelperDelegate> _client;

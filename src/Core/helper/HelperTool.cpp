@@ -7,10 +7,13 @@
 #include "platform/ResourceBundle.h"
 
 #include <pthread.h>
+#include <pwd.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <fstream>
+#include <optional>
+#include <vector>
 #include <thread>
 
 namespace Core {
@@ -23,6 +26,16 @@ std::string quotedSystemPath(const std::string& absolutePath) {
     std::string quoted = "'";
     for (char c : path) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
     return quoted + "'";
+}
+
+std::optional<std::string> homeFolderOf(uid_t uid) {
+    passwd entry{};
+    passwd* found = nullptr;
+    std::vector<char> buffer(16384);
+    if (::getpwuid_r(uid, &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr ||
+        found->pw_dir == nullptr || *found->pw_dir == '\0')
+        return std::nullopt;
+    return std::string(found->pw_dir);
 }
 
 }  // namespace
@@ -46,6 +59,9 @@ int runHelperTool(const HelperToolOptions& options) {
     if (serverOptions.authorizedClients.empty())
         serverOptions.authorizedClients =
             internal::readAuthorizedClients(HelperInstaller::shared()->installedToolPath());
+    if (serverOptions.service.protectedFolders.empty())
+        for (uid_t uid : {serverOptions.allowedUid, uid_t{0}})
+            if (auto home = homeFolderOf(uid)) serverOptions.service.protectedFolders.push_back(*home);
     HelperServer server(serverOptions);
     std::string error;
     if (!server.listen(error)) {

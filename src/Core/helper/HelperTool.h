@@ -30,7 +30,8 @@ HelperServiceOptions defaultServiceOptions();
 
 // 0 after a signal ended the service; 1 when the socket can't be set up.
 // Empty server.authorizedClients are read from "SMAuthorizedClients" of the
-// installed tool's information list.
+// installed tool's information list; empty service.protectedFolders are
+// the home folders of server.allowedUid and of root.
 int runHelperTool(const HelperToolOptions& options);
 
 }  // namespace Core

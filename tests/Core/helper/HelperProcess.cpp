@@ -76,6 +76,8 @@ const bool startedAsTool = [] {
     options.server.service.clearDNSCacheCommand = std::getenv("CORE_TEST_HELPER_DNS");
     options.server.service.reindexSpotlightCommand = std::getenv("CORE_TEST_HELPER_REINDEX");
     options.server.service.scriptsDocument = std::getenv("CORE_TEST_HELPER_SCRIPTS");
+    if (const char* kept = std::getenv("CORE_TEST_HELPER_PROTECTED"); kept != nullptr && *kept != '\0')
+        options.server.service.protectedFolders = {kept};
     if (const char* root = std::getenv("CORE_TEST_HELPER_ROOT"); root != nullptr && *root != '\0')
         platform::Layout::shared().setRoot(root);
     options.readyFd = readyFd;
@@ -95,6 +97,7 @@ HelperProcess::HelperProcess(const ToolSettings& settings) {
         "CORE_TEST_HELPER_REINDEX=" + settings.reindexCommand,
         "CORE_TEST_HELPER_ROOT=" + settings.root,
         "CORE_TEST_HELPER_SCRIPTS=" + settings.scriptsDocument,
+        "CORE_TEST_HELPER_PROTECTED=" + settings.protectedFolder,
     };
     if (settings.silent) variables.emplace_back("CORE_TEST_HELPER_SILENT=1");
     std::vector<char*> environment;

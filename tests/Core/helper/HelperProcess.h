@@ -30,6 +30,8 @@ struct ToolSettings {
     std::string root;
     // The enciphered scripts document whose scripts it runs.
     std::string scriptsDocument;
+    // A folder it must never delete itself.
+    std::string protectedFolder;
 };
 
 // This test program, started as the helper tool; stopped (SIGTERM, then

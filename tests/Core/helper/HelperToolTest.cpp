@@ -113,6 +113,8 @@ TEST_F(HelperToolTest, RefusesRelativeAndDotPathsAndNoLinkOnThePathIsFollowed) {
     writeFile(dir / "victim", "kept");
     fs::create_directories(dir / "sub");
     fs::create_symlink(dir / "real", dir / "link");
+    writeFile(dir / "home/file", "kept");
+    settings.protectedFolder = dir / "home";
     // The tool starts in the folder that a relative path would name.
     auto previous = fs::current_path();
     fs::current_path(dir.path());
@@ -120,12 +122,14 @@ TEST_F(HelperToolTest, RefusesRelativeAndDotPathsAndNoLinkOnThePathIsFollowed) {
     fs::current_path(previous);
     WireClient client(settings.socketPath);
     ASSERT_TRUE(client.isConnected());
-    ASSERT_TRUE(client.send(deletion({"victim", dir / "sub/../victim", dir / "link/inner"}, {})));
+    ASSERT_TRUE(
+        client.send(deletion({"victim", dir / "sub/../victim", dir / "link/inner", dir.str() + "//home/"}, {})));
     ASSERT_TRUE(client.waitFor([](auto& m) { return lastIs(m, K::deletionCompleted); }));
     EXPECT_EQ(describe(client.received()),
               (std::vector<std::string>{"deleting victim", "deleted victim failed", "deleting victim",
                                         "deleted victim failed", "deleting inner", "deleted inner failed",
-                                        "completed"}));
+                                        "deleting ", "deleted  failed", "completed"}));
+    EXPECT_TRUE(fs::exists(dir / "home/file")) << "the protected folder was emptied";
     EXPECT_TRUE(fs::exists(dir / "victim"));
     EXPECT_TRUE(fs::exists(dir / "real/inner"));
     EXPECT_TRUE(fs::is_symlink(dir / "link"));
