@@ -178,10 +178,10 @@ TEST(LinuxHelperInstallerTest, InstallsAndStartsTheBuiltTool) {
     platform::Layout::shared().setHelperSocketPath(dir / "helper.socket");
     Core::LinuxHelperInstaller installer;
     installer.setBundledToolPath(built);
-    EXPECT_EQ(installer.toolVersion(built), "1.0.0");
+    EXPECT_EQ(installer.toolVersion(built), "1.1.0");
     std::string error;
     ASSERT_TRUE(installer.bless(Core::kHelperToolLabel, error)) << error;
-    EXPECT_EQ(installer.toolVersion(installer.installedToolPath()), "1.0.0");
+    EXPECT_EQ(installer.toolVersion(installer.installedToolPath()), "1.1.0");
 
     helper_testing::WireClient client(dir / "helper.socket");
     client.send(Core::HelperMessage::call(Core::HelperMessageKind::test, 1));
