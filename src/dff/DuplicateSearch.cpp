@@ -8,6 +8,7 @@
 #include "dff/SymlinkHasher.h"
 #include "dff/image/ImageFiles.h"
 #include "dff/image/ImageHash.h"
+#include "dff/internal/DistinctRoots.h"
 #include "dff/internal/ParallelEach.h"
 
 #include <strings.h>
@@ -85,7 +86,7 @@ void DuplicateFileFinder::find(Groups& duplicates, Groups& similarGroups, bool o
     std::deque<Package*> unknownSizePackages;
     int count = 1;  // never 0, as it divides
 
-    for (const Path& path : paths) {
+    for (const Path& path : internal::distinctRoots(paths)) {
         if (isPhotoLibraryPath(path)) {
             if (auto library = scanPhotoLibrary(path, filesBySize, packagesBySize, unknownSizePackages, count))
                 libraries.push_back(std::move(library));

@@ -1,5 +1,7 @@
 #include "dff/FileReader.h"
 
+#include "platform/FileTypes.h"
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -37,6 +39,15 @@ void FileReader::readTogether(FileReader* const* readers, size_t count, Outcome*
                               const std::function<void(const unsigned char* const* data, const size_t* lengths)>& consume) {
     if (count > kMaxTogether) throw std::invalid_argument("Too many readers at once");
     int fds[kMaxTogether];
+    // Closed however the reading ends, also when `consume` throws.
+    struct Closer {
+        int* fds;
+        size_t count;
+        ~Closer() {
+            for (size_t i = 0; i < count; ++i)
+                if (fds[i] >= 0) ::close(fds[i]);
+        }
+    } closer{fds, 0};
     long long budget[kMaxTogether];
     bool active[kMaxTogether];
     size_t running = 0;
@@ -44,12 +55,13 @@ void FileReader::readTogether(FileReader* const* readers, size_t count, Outcome*
         FileReader& reader = *readers[i];
         outcomes[i] = Outcome{};
         fds[i] = -1;
+        closer.count = i + 1;
         active[i] = false;
         if (reader.size == 0) {
             outcomes[i].complete = true;
             continue;
         }
-        fds[i] = ::open(reader.path->cStr(), O_RDONLY | O_CLOEXEC);
+        fds[i] = platform::openRegularFile(reader.path->cStr());
         if (fds[i] < 0) {
             outcomes[i].error = "Failed to open file";
         } else if (reader.position < 0) {
@@ -91,8 +103,6 @@ void FileReader::readTogether(FileReader* const* readers, size_t count, Outcome*
         }
         consume(data, lengths);
     }
-    for (size_t i = 0; i < count; ++i)
-        if (fds[i] >= 0) ::close(fds[i]);
 }
 
 bool FileReader::read(const std::function<void(const char*, long long)>& callback) {

@@ -81,8 +81,11 @@ float getSilliconCPUTemperature() {
     auto hottest = [&](std::initializer_list<const char*> parts) -> std::optional<double> {
         std::optional<double> best;
         for (const auto& [name, value] : *temperatures) {
+            // Captured by name: a structured binding can't be captured by
+            // every compiler the fuzz build uses.
+            const std::string& label = name;
             bool matches = std::any_of(parts.begin(), parts.end(),
-                                       [&](const char* part) { return name.find(part) != std::string::npos; });
+                                       [&](const char* part) { return label.find(part) != std::string::npos; });
             if (matches && (!best || value > *best)) best = value;
         }
         return best;

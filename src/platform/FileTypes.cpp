@@ -161,12 +161,12 @@ std::string_view extensionOf(std::string_view path) {
 }
 
 std::optional<std::string> readHead(const std::string& path) {
-    FILE* file = std::fopen(path.c_str(), "rb");
-    if (!file) return std::nullopt;
+    ReadableFile file(path.c_str());
+    if (file.fd() < 0) return std::nullopt;
     char head[16];
-    size_t count = std::fread(head, 1, sizeof head, file);
-    std::fclose(file);
-    return std::string(head, count);
+    ssize_t count = ::pread(file.fd(), head, sizeof head, 0);
+    if (count < 0) return std::nullopt;
+    return std::string(head, static_cast<size_t>(count));
 }
 
 internal::Installed<PackageIndex>& installedIndex() {
@@ -255,7 +255,18 @@ std::optional<ImageFormat> imageFormatForName(std::string_view path) {
     return imageFormatForTypeIdentifier(*identifier);
 }
 
-ReadableFile::ReadableFile(const char* path) : _fd(::open(path, O_RDONLY | O_CLOEXEC)) {}
+int openRegularFile(const char* path) {
+    int fd = ::open(path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
+    if (fd < 0) return -1;
+    struct stat st {};
+    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+        ::close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+ReadableFile::ReadableFile(const char* path) : _fd(openRegularFile(path)) {}
 
 ReadableFile::~ReadableFile() {
     if (_fd >= 0) ::close(_fd);

@@ -55,8 +55,15 @@ std::optional<ImageFormat> imageFormatForTypeIdentifier(std::string_view identif
 // without touching the disk), or nothing.
 std::optional<ImageFormat> imageFormatForName(std::string_view path);
 
-// A file opened for reading by descriptor, closed with the object; what a
-// caller that hands the file on to a decoder needs, in one open.
+// A descriptor of the regular file at `path`, opened for reading,
+// close-on-exec; -1 for anything else. A link in the last place is not
+// followed and the open does not block, so a link or a FIFO swapped in
+// after a walk listed the file neither leads elsewhere nor hangs the reader.
+int openRegularFile(const char* path);
+
+// A file opened for reading by descriptor (by openRegularFile), closed with
+// the object; what a caller that hands the file on to a decoder needs, in
+// one open.
 class ReadableFile {
 public:
     explicit ReadableFile(const char* path);

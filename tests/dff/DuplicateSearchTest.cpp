@@ -6,6 +6,7 @@
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <map>
@@ -169,6 +170,39 @@ TEST_F(DuplicateSearch, AFileThatVanishesBeforeItIsReadTakesNoPart) {
     };
     search();
     EXPECT_EQ(names(duplicates), (Names{{"a", "b"}}));
+}
+
+TEST_F(DuplicateSearch, AFifoSwappedInAfterTheWalkIsNotReadAndDoesNotHang) {
+    for (const char* name : {"a", "b", "swapped"}) writeFile(dir / name, "three copies");
+    bool walked = false;
+    finder.onProgress = [&](double value) { walked = walked || value == 0.3; };
+    onPath = [&](const dff::Path& path) {
+        if (walked && path.str() == dir / "swapped") {
+            std::remove(path.cStr());
+            ASSERT_EQ(::mkfifo(path.cStr(), 0600), 0);
+        }
+    };
+    search();
+    EXPECT_EQ(names(duplicates), (Names{{"a", "b"}}));
+}
+
+TEST_F(DuplicateSearch, OverlappingRootsOfferNoFileAsItsOwnDuplicate) {
+    writeFile(dir / "A/B/inner", "only one of these");
+    writeFile(dir / "A/twin", "a real pair");
+    writeFile(dir / "twin", "a real pair");
+    fs::create_directory_symlink(dir / "A", dir / "link-to-A");
+    finder.paths = {dff::Path(dir / "A/B"), dff::Path(dir / "A"), dff::Path(dir.str()), dff::Path(dir.str()),
+                    dff::Path(dir / "link-to-A")};
+    search();
+    EXPECT_EQ(names(duplicates), (Names{{"A/twin", "twin"}}));
+    ASSERT_EQ(finder.directories.size(), 1u);
+    EXPECT_EQ(finder.directories[0]->path.str(), dir.str());
+
+    // Apart, a root and a link to it are still one root.
+    finder.paths = {dff::Path(dir / "link-to-A"), dff::Path(dir / "A")};
+    finder.releaseFiles();
+    search();
+    EXPECT_TRUE(duplicates.empty());
 }
 
 TEST_F(DuplicateSearch, StopEndsTheSearchWithWhatWasFound) {

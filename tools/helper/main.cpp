@@ -1,9 +1,11 @@
 // core-helper: the privileged helper tool. Installed and started by the
 // application's installer; serves the helper wire interface on a
-// Unix-domain socket for root and the one user it was started for.
+// Unix-domain socket for root, and for the one user it was started for when
+// that user's process runs a host named in SMAuthorizedClients below.
 //
 //   core-helper --socket PATH [--allow-uid UID] [--ready-fd FD] [--pid-file PATH]
 //               [--root DIR] [--dns-command LINE] [--reindex-command LINE]
+#include "AuthorizedClients.h"
 #include "Core/helper/HelperTool.h"
 #include "platform/Layout.h"
 
@@ -26,11 +28,9 @@ __attribute__((used, section(".info_plist"))) static const char kInfoPlist[] =
 	<key>CFBundleName</key>
 	<string>com.oxmerl.MerlSweeper.PrivilegedHelperTool</string>
 	<key>CFBundleVersion</key>
-	<string>1.0.0</string>
+	<string>1.1.0</string>
 	<key>SMAuthorizedClients</key>
-	<array>
-		<string>identifier "com.oxmerl.MerlSweeper"</string>
-	</array>
+	<array>)" CORE_HELPER_AUTHORIZED_CLIENTS_XML R"(</array>
 </dict>
 </plist>
 )";
@@ -83,7 +83,7 @@ int main(int argc, char** argv) {
         }
     }
     options.server.socketPath = socketPath.empty() ? platform::Layout::shared().helperSocketPath() : socketPath;
-    options.server.service = Core::defaultMaintenanceCommands();
+    options.server.service = Core::defaultServiceOptions();
     if (dnsCommand) options.server.service.clearDNSCacheCommand = *dnsCommand;
     if (reindexCommand) options.server.service.reindexSpotlightCommand = *reindexCommand;
     (void)kInfoPlist;

@@ -29,7 +29,7 @@ const CommandRegistration serveRegistration{
             Core::HelperToolOptions options;
             options.server.socketPath = socket->empty() ? platform::Layout::shared().helperSocketPath() : *socket;
             options.server.allowedUid = static_cast<uid_t>(*uid);
-            options.server.service = Core::defaultMaintenanceCommands();
+            options.server.service = Core::defaultServiceOptions();
             std::fprintf(stderr, "helper: serving on %s\n", options.server.socketPath.c_str());
             if (Core::runHelperTool(options) != 0) throw CommandError("the helper tool could not listen");
             return 0;

@@ -147,7 +147,7 @@ std::vector<TreemapRect> squarify(const std::vector<double>& sizes, const Treema
 }
 
 void writeTreemapSvg(const std::string& path, const Core::DiskFileTreeNode& root, int depth) {
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> out(std::fopen(path.c_str(), "w"), &std::fclose);
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> out(std::fopen(path.c_str(), "we"), &std::fclose);
     if (!out) throw CommandError("cannot write " + path + ": " + std::strerror(errno));
     std::fprintf(out.get(),
                  "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"

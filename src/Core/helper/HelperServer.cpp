@@ -1,5 +1,6 @@
 #include "Core/helper/HelperServer.h"
 
+#include "Core/helper/internal/ClientCheck.h"
 #include "Core/helper/internal/FramedSocket.h"
 #include "platform/Analytics.h"
 
@@ -138,13 +139,22 @@ void HelperServer::serve() {
         }
         ucred peer{};
         socklen_t length = sizeof peer;
-        if (::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &length) != 0 || !isAllowed(peer.uid)) {
-            platform::log("helper: refused a client with uid " + std::to_string(peer.uid));
+        if (::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &length) != 0 || !isAllowed(peer.uid, peer.pid)) {
+            platform::log("helper: refused a client with uid " + std::to_string(peer.uid) + ", process " +
+                          std::to_string(peer.pid));
             ::close(fd);
             continue;
         }
         serveClient(fd);
     }
+}
+
+bool HelperServer::isAllowed(uid_t uid, pid_t pid) const {
+    if (uid == 0) return true;
+    // The named files are looked at anew for each client: an update of a
+    // host replaces its file, and with it the inode to compare.
+    return uid == _options.allowedUid &&
+           internal::runsOneOf(pid, internal::trustedExecutables(_options.authorizedClients));
 }
 
 void HelperServer::serveClient(int fd) {

@@ -1,7 +1,8 @@
 #pragma once
 // HelperServer: the helper tool's listening end. It binds a Unix-domain
-// socket, accepts one client at a time, lets in only root and the user it
-// was started for (checked from the socket's peer credentials on every
+// socket, accepts one client at a time, lets in root, and a process of the
+// user it was started for only when that process runs one of the authorised
+// host executables (both checked from the socket's peer credentials on every
 // connection), and serves the wire interface through a HelperService until
 // the client goes or sends a malformed frame.
 //
@@ -21,6 +22,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 namespace Core {
 
@@ -31,6 +33,9 @@ class FramedSocket;
 struct HelperServerOptions {
     std::string socketPath;
     uid_t allowedUid = 0;  // besides root
+    // Absolute paths of the host executables that processes of allowedUid
+    // must run; empty lets in root alone.
+    std::vector<std::string> authorizedClients;
     HelperServiceOptions service;
 };
 
@@ -49,8 +54,8 @@ public:
     // Ends serve(), closing the current client's connection.
     void stop();
 
-    // True when a peer of `uid` may use the tool.
-    bool isAllowed(uid_t uid) const { return uid == 0 || uid == _options.allowedUid; }
+    // True when the peer process `pid` of `uid` may use the tool.
+    bool isAllowed(uid_t uid, pid_t pid) const;
 
 private:
     void serveClient(int fd);

@@ -1,10 +1,33 @@
 #include "Core/helper/HelperService.h"
 
-#include "Core/helper/internal/ShellRunner.h"
+#include "Core/apps/UninstallScriptsManager.h"
+#include "Core/helper/internal/ChildProcess.h"
 #include "Core/helper/internal/TreeRemover.h"
 #include "disk/OMFolderExtractor.h"
+#include "platform/Analytics.h"
+
+#include <sys/stat.h>
 
 namespace Core {
+
+namespace {
+
+// The script texts of the document, read anew for each deletion so that an
+// update of the resources takes effect; none when the document isn't root's
+// alone.
+std::set<std::string> knownScripts(const std::string& document) {
+    std::set<std::string> texts;
+    struct stat st {};
+    if (document.empty() || ::lstat(document.c_str(), &st) != 0 || !S_ISREG(st.st_mode) || st.st_uid != 0 ||
+        (st.st_mode & (S_IWGRP | S_IWOTH)) != 0)
+        return texts;
+    auto table = UninstallScriptsManager::fromEncipheredFile(document);
+    for (const auto& [id, entry] : table.uninstallScripts())
+        if (entry.scriptString) texts.insert(*entry.scriptString);
+    return texts;
+}
+
+}  // namespace
 
 HelperService::HelperService(std::shared_ptr<OMHelperDelegate> client, HelperServiceOptions options)
     : _client(std::move(client)), _options(std::move(options)) {}
@@ -19,6 +42,7 @@ void HelperService::shutdown() {
         _shuttingDown = true;
         _stoppedThrough = _lastSequence;
         for (const auto& stop : _sizeStops) stop->store(true);
+        for (const auto& child : _children) child.second->terminate();
         tasks.swap(_tasks);
         deletionThread.swap(_deletionThread);
     }
@@ -64,6 +88,8 @@ void HelperService::stopDeleting() {
     {
         std::lock_guard lock(_mutex);
         _stoppedThrough = _lastSequence;
+        for (const auto& [sequence, child] : _children)
+            if (sequence != 0 && sequence <= _stoppedThrough) child->terminate();
     }
     _changed.notify_all();
 }
@@ -93,14 +119,19 @@ void HelperService::runDeletion(const DeletionJob& job) {
     for (const auto& path : job.paths) {
         if (!proceed()) break;
         _client->helperDeletingAt(path);
-        bool removed = internal::removeTree(path, job.shred, proceed);
+        bool removed = !isProtected(path) && internal::removeTree(path, job.shred, proceed);
         // A path cut short by stop gets no result; the run ends below.
         if (!removed && !proceed()) break;
         _client->helperDeletedAt(path, removed);
     }
+    auto known = job.scripts.empty() ? std::set<std::string>() : knownScripts(_options.scriptsDocument);
     for (const auto& script : job.scripts) {
         if (!proceed()) break;
-        internal::runShell(script, [this] { _client->helperLaunchedScript(); });
+        if (known.count(script) == 0) {
+            platform::log("helper: refused a script that is not in the scripts document");
+            continue;
+        }
+        runChild(script, job.sequence, [this] { _client->helperLaunchedScript(); });
     }
     _client->helperDeletionCompleted();
 }
@@ -129,8 +160,8 @@ void HelperService::stopGettingSize() {
 }
 
 void HelperService::shredFile(const std::string& path, std::function<void(bool success)> with) {
-    startTask([path, with = std::move(with)] {
-        bool removed = internal::removeTree(path, true, [] { return true; });
+    startTask([this, path, with = std::move(with)] {
+        bool removed = !isProtected(path) && internal::removeTree(path, true, [] { return true; });
         if (with) with(removed);
     });
 }
@@ -140,9 +171,38 @@ void HelperService::changeMode(bool shred) {
     _shredMode = shred;
 }
 
+bool HelperService::isProtected(const std::string& path) const {
+    struct stat target {};
+    if (::lstat(path.c_str(), &target) != 0) return false;
+    for (const auto& folder : _options.protectedFolders) {
+        struct stat kept {};
+        if (::stat(folder.c_str(), &kept) == 0 && kept.st_dev == target.st_dev && kept.st_ino == target.st_ino)
+            return true;
+    }
+    return false;
+}
+
+bool HelperService::runChild(const std::string& commandLine, uint64_t sequence,
+                             const std::function<void()>& launched) {
+    auto child = internal::ChildProcess::start({"/bin/sh", "-c", commandLine});
+    if (launched) launched();
+    if (!child) return false;
+    auto entry = std::make_pair(sequence, child);
+    {
+        std::lock_guard lock(_mutex);
+        // A stop that came while it was starting found nothing to end.
+        if (_shuttingDown || (sequence != 0 && sequence <= _stoppedThrough)) child->terminate();
+        _children.insert(entry);
+    }
+    bool ok = child->wait(platform::deadlineAfter(platform::clock().now(), _options.childTimeLimit));
+    std::lock_guard lock(_mutex);
+    _children.erase(entry);
+    return ok;
+}
+
 void HelperService::runMaintenance(const std::string& command, std::function<void(bool success)> reply) {
-    startTask([command, reply = std::move(reply)] {
-        bool ok = !command.empty() && internal::runShell(command, nullptr);
+    startTask([this, command, reply = std::move(reply)] {
+        bool ok = !command.empty() && runChild(command, 0, nullptr);
         if (reply) reply(ok);
     });
 }

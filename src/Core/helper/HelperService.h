@@ -5,8 +5,15 @@
 // maintenance commands each run on a thread of their own and reply when
 // done. Callbacks go to the client's OMHelperDelegate.
 //
+// Paths must be absolute, not "/", without "." or ".." parts, and not a
+// protected folder; scripts must
+// be in the scripts document (a refused one is logged and not launched).
+// Scripts and maintenance commands run as ChildProcesses with a time limit;
+// stopDeleting ends a running script's process group.
+//
 // Threading: the OMHelperProtocol methods may be called from any thread;
-// shutdown (or the destructor) stops the work and joins every thread.
+// shutdown (or the destructor) stops the work, ends every child process and
+// joins every thread.
 //
 //   Core::HelperService service(clientDelegate, {});
 //   service.deleteAtPaths({"/tmp/a"}, {});
@@ -16,6 +23,7 @@
 #include "Core/helper/OMHelperProtocol.h"
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -27,10 +35,26 @@
 
 namespace Core {
 
+namespace internal {
+class ChildProcess;
+}
+
 struct HelperServiceOptions {
     // Shell command lines of the two maintenance jobs; empty answers false.
+    // Set by the tool itself, never by a client.
     std::string reindexSpotlightCommand;
     std::string clearDNSCacheCommand;
+    // The enciphered uninstall scripts document. A client's script runs only
+    // when its text is one of the document's scripts, and the document
+    // counts only when root owns it and nobody else may write it: otherwise
+    // any client could have any text run as root.
+    std::string scriptsDocument;
+    // Folders that are never deleted or shredded themselves (the users'
+    // home folders), recognised by device and inode whatever the spelling.
+    std::vector<std::string> protectedFolders;
+    // How long a script or maintenance command may run before its whole
+    // process group is ended.
+    std::chrono::duration<double> childTimeLimit = std::chrono::minutes(10);
 };
 
 class HelperService final : public OMHelperProtocol {
@@ -70,6 +94,11 @@ private:
     bool mayProceed(uint64_t sequence);
     void startTask(std::function<void()> work);
     void runMaintenance(const std::string& command, std::function<void(bool success)> reply);
+    // Runs `commandLine` with /bin/sh; `sequence` is the deletion job it
+    // belongs to (0 for maintenance, which only shutdown ends).
+    // True when `path` itself is one of the protected folders.
+    bool isProtected(const std::string& path) const;
+    bool runChild(const std::string& commandLine, uint64_t sequence, const std::function<void()>& launched);
 
     std::shared_ptr<OMHelperDelegate> _client;
     HelperServiceOptions _options;
@@ -85,6 +114,7 @@ private:
     std::thread _deletionThread;
     std::vector<std::thread> _tasks;
     std::set<std::shared_ptr<std::atomic<bool>>> _sizeStops;
+    std::set<std::pair<uint64_t, std::shared_ptr<internal::ChildProcess>>> _children;
 };
 
 }  // namespace Core

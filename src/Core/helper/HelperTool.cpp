@@ -1,13 +1,19 @@
 #include "Core/helper/HelperTool.h"
 
+#include "Core/helper/HelperInstaller.h"
+#include "Core/helper/internal/ToolInfo.h"
 #include "platform/Analytics.h"
 #include "platform/Layout.h"
+#include "platform/ResourceBundle.h"
 
 #include <pthread.h>
+#include <pwd.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <fstream>
+#include <optional>
+#include <vector>
 #include <thread>
 
 namespace Core {
@@ -22,11 +28,24 @@ std::string quotedSystemPath(const std::string& absolutePath) {
     return quoted + "'";
 }
 
+std::optional<std::string> homeFolderOf(uid_t uid) {
+    passwd entry{};
+    passwd* found = nullptr;
+    std::vector<char> buffer(16384);
+    if (::getpwuid_r(uid, &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr ||
+        found->pw_dir == nullptr || *found->pw_dir == '\0')
+        return std::nullopt;
+    return std::string(found->pw_dir);
+}
+
 }  // namespace
 
-HelperServiceOptions defaultMaintenanceCommands() {
-    return {.reindexSpotlightCommand = quotedSystemPath("/usr/bin/updatedb"),
-            .clearDNSCacheCommand = quotedSystemPath("/usr/bin/resolvectl") + " flush-caches"};
+HelperServiceOptions defaultServiceOptions() {
+    HelperServiceOptions options;
+    options.reindexSpotlightCommand = quotedSystemPath("/usr/bin/updatedb");
+    options.clearDNSCacheCommand = quotedSystemPath("/usr/bin/resolvectl") + " flush-caches";
+    options.scriptsDocument = platform::ResourceBundle::shared().pathForResource("scripts", "txt").value_or("");
+    return options;
 }
 
 int runHelperTool(const HelperToolOptions& options) {
@@ -36,7 +55,14 @@ int runHelperTool(const HelperToolOptions& options) {
     sigaddset(&stopSignals, SIGINT);
     pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
 
-    HelperServer server(options.server);
+    HelperServerOptions serverOptions = options.server;
+    if (serverOptions.authorizedClients.empty())
+        serverOptions.authorizedClients =
+            internal::readAuthorizedClients(HelperInstaller::shared()->installedToolPath());
+    if (serverOptions.service.protectedFolders.empty())
+        for (uid_t uid : {serverOptions.allowedUid, uid_t{0}})
+            if (auto home = homeFolderOf(uid)) serverOptions.service.protectedFolders.push_back(*home);
+    HelperServer server(serverOptions);
     std::string error;
     if (!server.listen(error)) {
         platform::log("helper: " + error);

@@ -24,10 +24,14 @@ struct HelperToolOptions {
 };
 
 // The Linux commands behind the two maintenance calls: "/usr/bin/updatedb"
-// and "/usr/bin/resolvectl flush-caches", looked up under the layout's root.
-HelperServiceOptions defaultMaintenanceCommands();
+// and "/usr/bin/resolvectl flush-caches", looked up under the layout's root;
+// and the scripts document of the resources folder ("scripts.txt").
+HelperServiceOptions defaultServiceOptions();
 
 // 0 after a signal ended the service; 1 when the socket can't be set up.
+// Empty server.authorizedClients are read from "SMAuthorizedClients" of the
+// installed tool's information list; empty service.protectedFolders are
+// the home folders of server.allowedUid and of root.
 int runHelperTool(const HelperToolOptions& options);
 
 }  // namespace Core

@@ -2,6 +2,9 @@
 
 #include "dff/exif/internal/IFEntry.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <climits>
 #include <cstdio>
 #include <cstring>
@@ -240,8 +243,11 @@ namespace dff {
 
 ExifReading readExif(const Path& path) {
     ExifReading reading;
-    std::FILE* file = std::fopen(path.cStr(), "rb");
+    // Not blocking: a FIFO opens at once, fails to seek and is not read.
+    int fd = ::open(path.cStr(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    std::FILE* file = fd < 0 ? nullptr : ::fdopen(fd, "rb");
     if (file == nullptr) {
+        if (fd >= 0) ::close(fd);
         reading.error = ExifFileError::cantOpen;
         return reading;
     }

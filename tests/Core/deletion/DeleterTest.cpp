@@ -203,6 +203,7 @@ protected:
         platform::PhotoService::setShared(photos);
         settings.socketPath = socketPath;
         settings.allowedUid = ::getuid();
+        settings.scriptsDocument = dir / "scripts.txt";
         // The folder unlocker is looked up under the layout's root.
         fs::create_directories(dir.path() / "root/usr/bin");
         fs::create_symlink("/usr/bin/chattr", dir.path() / "root/usr/bin/chattr");
@@ -217,6 +218,8 @@ protected:
     std::shared_ptr<Deleter> make(std::vector<std::string> files, std::vector<std::string> scripts = {},
                                   bool purgeable = false, std::vector<Core::Photo> photoList = {},
                                   std::optional<std::string> library = std::nullopt) {
+        // The tool runs only the scripts of its resources.
+        helper_testing::writeScriptsDocument(settings.scriptsDocument, scripts);
         auto deleter = Deleter::create(std::move(files), std::move(photoList), std::move(library), std::move(scripts),
                                        purgeable);
         deleter->setDelegate(host);

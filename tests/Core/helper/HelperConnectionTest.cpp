@@ -96,6 +96,8 @@ protected:
         platform::AnalyticsSink::setShared(sink);
         settings.socketPath = socketPath;
         settings.allowedUid = ::getuid();
+        settings.scriptsDocument = dir / "scripts.txt";
+        helper_testing::writeScriptsDocument(settings.scriptsDocument, {"true"});
     }
     void TearDown() override {
         platform::Layout::shared().setHelperSocketPath("");

@@ -9,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <elf.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -20,6 +19,7 @@
 namespace fs = std::filesystem;
 using Core::HelperConnection;
 using Core::internal::compareNumerically;
+using helper_testing::writeTool;
 using testing_support::TempDir;
 
 namespace {
@@ -27,40 +27,6 @@ namespace {
 std::string infoPlist(const std::string& version) {
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
            "<key>CFBundleVersion</key><string>" + version + "</string></dict></plist>\n";
-}
-
-// A minimal 64-bit ELF file whose only content is an ".info_plist" section.
-void writeTool(const std::string& path, const std::string& section) {
-    const std::string names = std::string("\0.shstrtab\0.info_plist\0", 23);
-    Elf64_Ehdr header{};
-    std::memcpy(header.e_ident, ELFMAG, SELFMAG);
-    header.e_ident[EI_CLASS] = ELFCLASS64;
-    header.e_ident[EI_DATA] = ELFDATA2LSB;
-    header.e_ident[EI_VERSION] = EV_CURRENT;
-    header.e_type = ET_EXEC;
-    header.e_machine = EM_X86_64;
-    header.e_version = EV_CURRENT;
-    header.e_ehsize = sizeof(Elf64_Ehdr);
-    header.e_shentsize = sizeof(Elf64_Shdr);
-    header.e_shnum = 3;
-    header.e_shstrndx = 1;
-    uint64_t sectionOffset = sizeof header;
-    uint64_t namesOffset = sectionOffset + section.size() + 1;
-    header.e_shoff = (namesOffset + names.size() + 7) & ~uint64_t{7};
-    Elf64_Shdr sections[3]{};
-    sections[1].sh_name = 1;
-    sections[1].sh_type = SHT_STRTAB;
-    sections[1].sh_offset = namesOffset;
-    sections[1].sh_size = names.size();
-    sections[2].sh_name = 11;
-    sections[2].sh_type = SHT_PROGBITS;
-    sections[2].sh_offset = sectionOffset;
-    sections[2].sh_size = section.size() + 1;
-    std::string bytes(reinterpret_cast<const char*>(&header), sizeof header);
-    bytes += section + '\0' + names;
-    bytes.resize(header.e_shoff, '\0');
-    bytes.append(reinterpret_cast<const char*>(sections), sizeof sections);
-    testing_support::writeFile(path, bytes);
 }
 
 class RecordingSink final : public platform::AnalyticsSink {
@@ -212,10 +178,10 @@ TEST(LinuxHelperInstallerTest, InstallsAndStartsTheBuiltTool) {
     platform::Layout::shared().setHelperSocketPath(dir / "helper.socket");
     Core::LinuxHelperInstaller installer;
     installer.setBundledToolPath(built);
-    EXPECT_EQ(installer.toolVersion(built), "1.0.0");
+    EXPECT_EQ(installer.toolVersion(built), "1.1.0");
     std::string error;
     ASSERT_TRUE(installer.bless(Core::kHelperToolLabel, error)) << error;
-    EXPECT_EQ(installer.toolVersion(installer.installedToolPath()), "1.0.0");
+    EXPECT_EQ(installer.toolVersion(installer.installedToolPath()), "1.1.0");
 
     helper_testing::WireClient client(dir / "helper.socket");
     client.send(Core::HelperMessage::call(Core::HelperMessageKind::test, 1));

@@ -26,6 +26,12 @@ struct ToolSettings {
     std::string reindexCommand = "false";
     // A tool that accepts connections and never reads from them.
     bool silent = false;
+    // The layout root the tool serves (its installed copy lies below it).
+    std::string root;
+    // The enciphered scripts document whose scripts it runs.
+    std::string scriptsDocument;
+    // A folder it must never delete itself.
+    std::string protectedFolder;
 };
 
 // This test program, started as the helper tool; stopped (SIGTERM, then
@@ -64,6 +70,19 @@ private:
     std::vector<Core::HelperMessage> _messages;
     bool _closed = false;
 };
+
+// Runs `executable` (this test program or a copy of it) as a client of the
+// tool under `uid`: 0 when its test call was answered, 1 when the tool closed
+// the connection, other values when it could not try.
+int clientAnswered(const std::string& executable, const std::string& socketPath, uid_t uid);
+
+// The enciphered scripts document of the installed resources, one
+// application per script.
+void writeScriptsDocument(const std::string& path, const std::vector<std::string>& scripts);
+
+// A minimal 64-bit ELF file whose only content is an ".info_plist" section
+// holding `section`.
+void writeTool(const std::string& path, const std::string& section);
 
 // True once the last message has `kind`.
 bool lastIs(const std::vector<Core::HelperMessage>& messages, Core::HelperMessageKind kind);

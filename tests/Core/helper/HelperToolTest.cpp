@@ -1,5 +1,7 @@
 #include "HelperProcess.h"
 
+#include "Core/helper/HelperInstaller.h"
+#include "Core/helper/internal/TreeRemover.h"
 #include "disk/OMFolderExtractor.h"
 #include "support/TempDir.h"
 
@@ -18,6 +20,7 @@ using K = Core::HelperMessageKind;
 using helper_testing::HelperProcess;
 using helper_testing::lastIs;
 using helper_testing::WireClient;
+using helper_testing::writeScriptsDocument;
 using testing_support::TempDir;
 using testing_support::writeFile;
 using testing_support::writeFileOfSize;
@@ -58,6 +61,7 @@ protected:
     void SetUp() override {
         settings.socketPath = dir / "helper.socket";
         settings.allowedUid = ::getuid();
+        settings.scriptsDocument = dir / "scripts.txt";
     }
     TempDir dir;
     helper_testing::ToolSettings settings;
@@ -78,8 +82,10 @@ TEST_F(HelperToolTest, AnswersTestAndDeletesWithScriptsInOrderWithoutFollowingLi
     fs::create_symlink(dir / "outside", dir / "tree/a/link-to-dir");
     fs::create_symlink(dir / "outside/keep", dir / "tree/link-to-file");
     writeFile(dir / "single", "y");
-    ASSERT_TRUE(client.send(deletion({dir / "tree", dir / "missing", dir / "single"},
-                                     {"touch '" + dir / "script-ran" + "'", "exit 3"})));
+    std::string touch = "touch '" + dir / "script-ran" + "'";
+    std::string unknown = "touch '" + dir / "not-listed" + "'";
+    writeScriptsDocument(settings.scriptsDocument, {touch, "exit 3"});
+    ASSERT_TRUE(client.send(deletion({dir / "tree", dir / "missing", dir / "single"}, {touch, unknown, "exit 3"})));
     ASSERT_TRUE(client.waitFor([](auto& m) { return lastIs(m, K::deletionCompleted); }));
     auto messages = client.received();
     messages.erase(messages.begin());  // the test reply
@@ -89,7 +95,64 @@ TEST_F(HelperToolTest, AnswersTestAndDeletesWithScriptsInOrderWithoutFollowingLi
     EXPECT_FALSE(fs::exists(dir / "tree"));
     EXPECT_FALSE(fs::exists(dir / "single"));
     EXPECT_TRUE(fs::exists(dir / "script-ran"));
+    EXPECT_FALSE(fs::exists(dir / "not-listed")) << "a script that is not in the document ran";
     EXPECT_EQ(testing_support::readFile(dir / "outside/keep"), "precious");
+}
+
+TEST(TreeRemoverTest, TakesOnlyAbsolutePathsWithoutDotParts) {
+    using Core::internal::isRemovablePath;
+    for (const char* path : {"", "/", "//", "relative", "tmp/x", "/tmp/./x", "/tmp/../etc", "/tmp/x/.."})
+        EXPECT_FALSE(isRemovablePath(path)) << path;
+    EXPECT_TRUE(isRemovablePath("/tmp/x"));
+    EXPECT_TRUE(isRemovablePath("/tmp/x/"));
+    EXPECT_TRUE(isRemovablePath("/tmp/..x"));
+}
+
+TEST_F(HelperToolTest, RefusesRelativeAndDotPathsAndNoLinkOnThePathIsFollowed) {
+    writeFile(dir / "real/inner", "kept");
+    writeFile(dir / "victim", "kept");
+    fs::create_directories(dir / "sub");
+    fs::create_symlink(dir / "real", dir / "link");
+    writeFile(dir / "home/file", "kept");
+    settings.protectedFolder = dir / "home";
+    // The tool starts in the folder that a relative path would name.
+    auto previous = fs::current_path();
+    fs::current_path(dir.path());
+    HelperProcess tool(settings);
+    fs::current_path(previous);
+    WireClient client(settings.socketPath);
+    ASSERT_TRUE(client.isConnected());
+    ASSERT_TRUE(
+        client.send(deletion({"victim", dir / "sub/../victim", dir / "link/inner", dir.str() + "//home/"}, {})));
+    ASSERT_TRUE(client.waitFor([](auto& m) { return lastIs(m, K::deletionCompleted); }));
+    EXPECT_EQ(describe(client.received()),
+              (std::vector<std::string>{"deleting victim", "deleted victim failed", "deleting victim",
+                                        "deleted victim failed", "deleting inner", "deleted inner failed",
+                                        "deleting ", "deleted  failed", "completed"}));
+    EXPECT_TRUE(fs::exists(dir / "home/file")) << "the protected folder was emptied";
+    EXPECT_TRUE(fs::exists(dir / "victim"));
+    EXPECT_TRUE(fs::exists(dir / "real/inner"));
+    EXPECT_TRUE(fs::is_symlink(dir / "link"));
+
+    // A FIFO in the way of a shred neither blocks the tool nor is written.
+    ASSERT_EQ(::mkfifo((dir / "pipe").c_str(), 0600), 0);
+    client.send(withPath(K::shredFile, 4, dir / "pipe"));
+    ASSERT_TRUE(client.waitFor([](auto& m) { return m.back().callId == 4; }));
+    EXPECT_TRUE(client.received().back().flag);
+    EXPECT_FALSE(fs::exists(fs::symlink_status(dir / "pipe")));
+}
+
+TEST_F(HelperToolTest, StopEndsARunningScriptWithItsProcessGroup) {
+    std::string script = "sleep 1000 & wait; touch '" + dir / "after" + "'";
+    writeScriptsDocument(settings.scriptsDocument, {script});
+    HelperProcess tool(settings);
+    WireClient client(settings.socketPath);
+    ASSERT_TRUE(client.send(deletion({}, {script})));
+    ASSERT_TRUE(client.waitFor([](auto& m) { return lastIs(m, K::launchedScript); }));
+    client.send(HelperMessage::call(K::stopDeleting));
+    // Without the stop this waits for the sleep, far past the wait's limit.
+    ASSERT_TRUE(client.waitFor([](auto& m) { return lastIs(m, K::deletionCompleted); }));
+    EXPECT_FALSE(fs::exists(dir / "after"));
 }
 
 TEST_F(HelperToolTest, PauseHoldsTheDeletionUntilResumeAndStopEndsItWithCompletion) {
@@ -204,36 +267,38 @@ TEST_F(HelperToolTest, AMalformedFrameClosesThatConnectionOnly) {
     EXPECT_TRUE(client.waitFor([](auto& m) { return lastIs(m, K::replyVoid); }));
 }
 
-TEST_F(HelperToolTest, OnlyRootAndItsUserAreServed) {
-    if (::geteuid() != 0) GTEST_SKIP() << "needs root to act as a second user";
-    settings.allowedUid = 4242;
+TEST_F(HelperToolTest, ServesRootAndOtherwiseOnlyItsUserRunningANamedHost) {
+    if (::geteuid() != 0) GTEST_SKIP() << "needs root to act as other users";
+    // The clients run as other users: every folder on their way must be open
+    // to them.
     ::chmod(dir.str().c_str(), 0755);
+    std::string self = fs::read_symlink("/proc/self/exe");
+    // A copy is another program in a place only root may write: not named.
+    fs::path trustedPlace = fs::path(self).parent_path() / ("helper-clients-" + std::to_string(::getpid()));
+    fs::create_directories(trustedPlace);
+    ::chmod(trustedPlace.c_str(), 0755);
+    std::string unnamed = trustedPlace / "unnamed-client";
+    fs::copy_file(self, unnamed, fs::copy_options::overwrite_existing);
+    // Named, but in a folder that others may write to.
+    std::string exposed = dir / "exposed-client";
+    fs::copy_file(self, exposed);
+
+    // The tool installed under a temporary root, naming its clients.
+    settings.root = dir / "root";
+    settings.allowedUid = 4242;
+    testing_support::ScopedLayout layout(settings.root, dir / "home");
+    helper_testing::writeTool(Core::HelperInstaller::shared()->installedToolPath(),
+              "<plist version=\"1.0\"><dict><key>SMAuthorizedClients</key><array><string>" + self +
+                  "</string><string>" + exposed + "</string><string>relative/client</string></array></dict></plist>");
     HelperProcess tool(settings);
     ASSERT_TRUE(tool.isRunning());
-    // Runs a client as `uid` in a child; its exit status says whether the
-    // test call was answered (0) or the connection closed (1).
-    auto answeredAs = [&](uid_t uid) {
-        pid_t child = ::fork();
-        if (child == 0) {
-            if (::setgid(uid) != 0 || ::setuid(uid) != 0) ::_exit(3);
-            int fd = Core::internal::FramedSocket::connectTo(settings.socketPath);
-            if (fd < 0) ::_exit(4);
-            Core::internal::FramedSocket socket(fd);
-            socket.send(HelperMessage::call(K::test, 1));
-            bool answered = false;
-            socket.readMessages([&](HelperMessage m) {
-                answered = m.kind == K::replyVoid;
-                socket.shutdown();
-            });
-            ::_exit(answered ? 0 : 1);
-        }
-        int status = 0;
-        ::waitpid(child, &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    };
-    EXPECT_EQ(answeredAs(65534), 1);
-    EXPECT_EQ(answeredAs(4242), 0);
-    EXPECT_EQ(answeredAs(0), 0);
+
+    EXPECT_EQ(helper_testing::clientAnswered(self, settings.socketPath, 4242), 0);
+    EXPECT_EQ(helper_testing::clientAnswered(unnamed, settings.socketPath, 4242), 1);
+    EXPECT_EQ(helper_testing::clientAnswered(exposed, settings.socketPath, 4242), 1);
+    EXPECT_EQ(helper_testing::clientAnswered(self, settings.socketPath, 65534), 1) << "another user";
+    EXPECT_EQ(helper_testing::clientAnswered(unnamed, settings.socketPath, 0), 0) << "root is always served";
+    fs::remove_all(trustedPlace);
 }
 
 TEST_F(HelperToolTest, TheClientSeesTheConnectionEndWhenTheToolDies) {

@@ -71,16 +71,34 @@ std::optional<std::string> readEmbeddedInfoPlist(const std::string& path) {
     return result;
 }
 
-std::optional<std::string> readToolBundleVersion(const std::string& path) {
+namespace {
+
+// The shared reader: it refuses the documents that would crash or stall the
+// property-list parser.
+std::optional<platform::PlistValue> readInfoList(const std::string& path) {
     auto bytes = readEmbeddedInfoPlist(path);
     if (!bytes || bytes->empty()) return std::nullopt;
-    // The shared reader: it refuses the documents that would crash or stall
-    // the property-list parser.
-    auto root = platform::parsePropertyList(*bytes);
+    return platform::parsePropertyList(*bytes);
+}
+
+}  // namespace
+
+std::optional<std::string> readToolBundleVersion(const std::string& path) {
+    auto root = readInfoList(path);
     if (!root) return std::nullopt;
     const auto* version = root->find("CFBundleVersion");
     if (version == nullptr || version->string() == nullptr) return std::nullopt;
     return *version->string();
+}
+
+std::vector<std::string> readAuthorizedClients(const std::string& path) {
+    std::vector<std::string> clients;
+    auto root = readInfoList(path);
+    const auto* list = root ? root->find(kAuthorizedClientsKey) : nullptr;
+    if (list == nullptr || list->array() == nullptr) return clients;
+    for (const auto& entry : *list->array())
+        if (entry.string() != nullptr) clients.push_back(*entry.string());
+    return clients;
 }
 
 }  // namespace Core::internal

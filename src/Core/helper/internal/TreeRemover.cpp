@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
+#include <optional>
 #include <random>
 #include <vector>
 
@@ -44,9 +46,9 @@ bool overwrite(int dirFd, const char* name, const struct stat& st) {
     return ok;
 }
 
-bool removeEntry(int dirFd, const char* name, bool shred, const std::function<bool()>& proceed);
+bool removeEntry(int dirFd, const char* name, bool shred, const std::function<bool()>& proceed, dev_t device);
 
-bool removeContents(int fd, bool shred, const std::function<bool()>& proceed) {
+bool removeContents(int fd, bool shred, const std::function<bool()>& proceed, dev_t device) {
     // Names are taken first: removing entries while the folder is being
     // read can make the kernel skip some.
     std::vector<std::string> names;
@@ -59,18 +61,20 @@ bool removeContents(int fd, bool shred, const std::function<bool()>& proceed) {
     bool ok = true;
     for (const auto& name : names) {
         if (!proceed()) return false;
-        ok = removeEntry(fd, name.c_str(), shred, proceed) && ok;
+        ok = removeEntry(fd, name.c_str(), shred, proceed, device) && ok;
     }
     return ok;
 }
 
-bool removeEntry(int dirFd, const char* name, bool shred, const std::function<bool()>& proceed) {
+bool removeEntry(int dirFd, const char* name, bool shred, const std::function<bool()>& proceed, dev_t device) {
     struct stat st {};
     if (::fstatat(dirFd, name, &st, AT_SYMLINK_NOFOLLOW) != 0) return errno == ENOENT;
+    // What another file system mounted inside holds is not part of the tree.
+    if (st.st_dev != device) return false;
     if (S_ISDIR(st.st_mode)) {
         int child = ::openat(dirFd, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
         if (child < 0) return false;
-        bool ok = removeContents(child, shred, proceed);
+        bool ok = removeContents(child, shred, proceed, device);
         ::close(child);
         return ok && ::unlinkat(dirFd, name, AT_REMOVEDIR) == 0;
     }
@@ -80,10 +84,44 @@ bool removeEntry(int dirFd, const char* name, bool shred, const std::function<bo
 
 }  // namespace
 
+namespace {
+
+// The names from "/" down to `path`; nothing for a path isRemovablePath
+// refuses.
+std::optional<std::vector<std::string>> partsOf(const std::string& path) {
+    if (path.empty() || path.front() != '/') return std::nullopt;
+    std::vector<std::string> parts;
+    for (const auto& part : std::filesystem::path(path).relative_path()) {
+        if (part == "." || part == "..") return std::nullopt;
+        if (!part.empty()) parts.push_back(part.string());
+    }
+    if (parts.empty()) return std::nullopt;
+    return parts;
+}
+
+}  // namespace
+
+bool isRemovablePath(const std::string& path) { return partsOf(path).has_value(); }
+
 bool removeTree(const std::string& path, bool shred, const std::function<bool()>& proceed) {
+    auto found = partsOf(path);
+    if (!found) return false;
+    const auto& parts = *found;
+    // From "/" one folder at a time, each opened relative to the one before
+    // and never through a link: a link swapped in anywhere on the path ends
+    // the walk instead of taking it elsewhere.
+    int dirFd = ::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC);
+    for (size_t i = 0; dirFd >= 0 && i + 1 < parts.size(); ++i) {
+        int next = ::openat(dirFd, parts[i].c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        ::close(dirFd);
+        dirFd = next;
+    }
+    if (dirFd < 0) return false;
     struct stat st {};
-    if (path.empty() || ::lstat(path.c_str(), &st) != 0) return false;
-    return removeEntry(AT_FDCWD, path.c_str(), shred, proceed);
+    bool ok = ::fstatat(dirFd, parts.back().c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0 &&
+              removeEntry(dirFd, parts.back().c_str(), shred, proceed, st.st_dev);
+    ::close(dirFd);
+    return ok;
 }
 
 }  // namespace Core::internal

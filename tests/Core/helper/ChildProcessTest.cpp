@@ -1,0 +1,58 @@
+#include "Core/helper/internal/ChildProcess.h"
+
+#include <gtest/gtest.h>
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+using Core::internal::ChildProcess;
+
+namespace {
+
+platform::Clock::TimePoint later() {
+    return platform::deadlineAfter(platform::clock().now(), std::chrono::seconds(60));
+}
+
+std::shared_ptr<ChildProcess> shell(const std::string& text) { return ChildProcess::start({"/bin/sh", "-c", text}); }
+
+}  // namespace
+
+TEST(ChildProcessTest, StartsCleanWhateverTheCallerCarries) {
+    EXPECT_EQ(ChildProcess::start({"sh", "-c", "true"}), nullptr) << "a tool must be named by its absolute path";
+    ASSERT_NE(shell("true"), nullptr);
+    EXPECT_TRUE(shell("true")->wait(later()));
+    EXPECT_FALSE(shell("exit 3")->wait(later()));
+
+    ::setenv("CORE_TEST_LEAK", "1", 1);
+    EXPECT_TRUE(shell("[ -z \"$CORE_TEST_LEAK\" ] && [ -n \"$PATH\" ]")->wait(later()));
+    ::unsetenv("CORE_TEST_LEAK");
+
+    // A SIGTERM ignored and blocked here still ends the child.
+    sigset_t term;
+    sigemptyset(&term);
+    sigaddset(&term, SIGTERM);
+    sigset_t previousMask;
+    pthread_sigmask(SIG_BLOCK, &term, &previousMask);
+    struct sigaction ignore {}, previousAction {};
+    ignore.sa_handler = SIG_IGN;
+    ::sigaction(SIGTERM, &ignore, &previousAction);
+    auto child = shell("kill -TERM $$; exit 0");
+    ::sigaction(SIGTERM, &previousAction, nullptr);
+    pthread_sigmask(SIG_SETMASK, &previousMask, nullptr);
+    ASSERT_NE(child, nullptr);
+    EXPECT_FALSE(child->wait(later()));
+}
+
+TEST(ChildProcessTest, TerminateAndTheDeadlineEndTheWholeGroup) {
+    auto child = shell("sleep 1000 & wait");
+    ASSERT_NE(child, nullptr);
+    EXPECT_EQ(::getpgid(child->pid()), child->pid()) << "not in a group of its own";
+    child->terminate();
+    EXPECT_FALSE(child->wait(later()));
+
+    auto late = shell("sleep 1000");
+    ASSERT_NE(late, nullptr);
+    EXPECT_FALSE(late->wait(platform::clock().now()));
+}
