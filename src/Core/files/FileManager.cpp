@@ -6,6 +6,7 @@
 #include "disk/OMFolderElement.h"
 #include "disk/OMFolderExtractor.h"
 #include "platform/Analytics.h"
+#include "platform/Clock.h"
 #include "platform/Dispatch.h"
 #include "platform/Layout.h"
 
@@ -93,11 +94,15 @@ int64_t privilegedDirectorySize(const std::string& path, const std::shared_ptr<F
         if (auto h = weakHelper.lock()) h->stopGettingSize();
     };
     if (context) context->setOnInterrupted(stopHelper);
+    // The deadline counts from the question, not from when this thread gets
+    // round to waiting.
+    auto askedAt = platform::clock().now();
     helper->getDirectorySizeAt(path, [done, size](int64_t bytes) {
         size->store(bytes);
         done->signal();
     });
-    if (!done->wait(FileManager::kPrivilegedSizeDeadline)) {
+    std::chrono::duration<double> waited = platform::clock().now() - askedAt;
+    if (!done->wait(FileManager::kPrivilegedSizeDeadline - waited)) {
         // A helper that never answers must not hold the scan forever.
         platform::log("the helper did not size " + path + " in time");
         stopHelper();
