@@ -134,6 +134,16 @@ TEST_F(DuplicateAPI, SearchesStartedBackToBackEachComplete) {
     EXPECT_EQ(delegate->completions(), 2);
     ASSERT_EQ(delegate->duplicates.size(), 1u);
     EXPECT_EQ(delegate->duplicates[0].size(), 2u);
+    // Each search's progress runs whole from 0.3 to 0.9, the second's after
+    // the first's; start() touches no state of a running search.
+    const auto& values = delegate->values;
+    auto second = std::find(values.begin() + 1, values.end(), 0.3);
+    ASSERT_NE(second, values.end());
+    EXPECT_TRUE(std::is_sorted(values.begin(), second));
+    EXPECT_TRUE(std::is_sorted(second, values.end()));
+    EXPECT_EQ(values.front(), 0.3);
+    EXPECT_EQ(*(second - 1), 0.9);
+    EXPECT_EQ(values.back(), 0.9);
 }
 
 TEST(DuplicateRecords, EngineObjectsBecomeFilesAndPhotos) {
