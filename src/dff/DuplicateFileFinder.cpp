@@ -2,35 +2,20 @@
 
 #include "dff/PhotoLibraryReader.h"
 #include "dff/internal/EntryType.h"
+#include "dff/internal/Failure.h"
 #include "platform/FileTypes.h"
 
 #include <fcntl.h>
 #include <strings.h>
 #include <sys/stat.h>
 
-#include <chrono>
+#include <cerrno>
 #include <cstring>
 #include <stdexcept>
 
 namespace dff {
 
 namespace {
-
-// Path reports are limited to one per 0.04 s, counted in microseconds.
-constexpr long long kReportInterval = 40000;
-
-// The limit is read on a monotonic clock in microseconds rather than on
-// clock(): the processor clock costs a system call, and it is read for every
-// entry of the walk and every file read.
-long long processorClock() {
-    return std::chrono::duration_cast<std::chrono::microseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
-
-long long (*reportClock)() = processorClock;
-// One value for the whole process, as the limit is for the user's eyes.
-long long lastReport = 0;
 
 struct DirCloser {
     void operator()(DIR* dir) const { ::closedir(dir); }
@@ -58,7 +43,12 @@ template <class T, class Index>
 bool takeSized(Directory* directory, DIR* dir, const dirent* entry, const Path& path, internal::TextArena& texts,
                long long minFileSize, Index& index) {
     struct stat st {};
-    if (::fstatat(::dirfd(dir), entry->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0 || st.st_size < minFileSize) {
+    if (::fstatat(::dirfd(dir), entry->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0) {
+        internal::logFailure("Failed to read file info", path, errno);
+        directory->unique = true;
+        return false;
+    }
+    if (st.st_size < minFileSize) {
         directory->unique = true;
         return false;
     }
@@ -95,15 +85,10 @@ void DuplicateFileFinder::releaseFiles() {
 }
 
 void DuplicateFileFinder::notifyCurrentPath(const Path& path) {
-    long long now = reportClock();
-    if (now - lastReport < kReportInterval) return;
-    lastReport = now;
+    platform::Clock::TimePoint now = platform::clock().now();
+    if (_lastReport && now - *_lastReport < _reportInterval) return;
+    _lastReport = now;
     onCurrentPath(path);
-}
-
-void DuplicateFileFinder::setProcessorClockForTesting(long long (*clock)()) {
-    reportClock = clock ? clock : processorClock;
-    lastReport = 0;
 }
 
 bool DuplicateFileFinder::withExtension(const char* name, size_t length, const char* extension) {
@@ -156,6 +141,7 @@ std::shared_ptr<Directory> DuplicateFileFinder::scanFiles(const Path& root, Dupl
         }
         std::unique_ptr<DIR, DirCloser> dir(::opendir(directory->path.cStr()));
         if (!dir) {
+            internal::logFailure("Failed to open directory", directory->path, errno);
             directory->unique = true;
             continue;
         }
@@ -241,8 +227,9 @@ std::shared_ptr<PhotoLibrary> DuplicateFileFinder::scanPhotoLibrary(const Path& 
         unknownSizePackages.push_back(library.get());
     try {
         PhotoLibraryReader::readPhotos(*library);
-    } catch (const std::runtime_error&) {
+    } catch (const std::runtime_error& error) {
         // A library whose database can't be read still takes part as a package.
+        internal::logFailure(error.what(), path, 0);
     }
     for (Photo& photo : library->photos) {
         filesBySize.add(photo.size, &photo);

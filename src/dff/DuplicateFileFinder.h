@@ -16,8 +16,9 @@
 // Threading: the finder runs on one thread, and its callbacks are called
 // there; only the decoding of pictures is spread over the processors (with
 // results as of one thread). stop() may be called from any
-// other; the walk notices it between entries. Two finders must not run at
-// once: they share the readers' buffers and the time of the last path report.
+// other; the walk notices it between entries. Each finder has its own read
+// buffers and time of the last path report, so two finders may run at once
+// on two threads.
 //
 //   dff::DuplicateFileFinder finder([](double) {}, [](const dff::Path& p) { show(p); });
 //   finder.paths = {dff::Path("/Users/a/Pictures")};
@@ -30,14 +31,16 @@
 #include "dff/PhotoLibrary.h"
 #include "dff/image/ImageHashValue.h"
 #include "dff/internal/TextArena.h"
+#include "platform/Clock.h"
 
 #include <dirent.h>
 
 #include <atomic>
-#include <ctime>
+#include <chrono>
 #include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -82,8 +85,8 @@ public:
     // Drops the roots and libraries, freeing the whole model. Pointers from
     // a search are invalid afterwards.
     void releaseFiles();
-    // Hands `path` to onCurrentPath, unless less than 0.04 s (on a
-    // monotonic clock) passed since the last report of any finder.
+    // Hands `path` to onCurrentPath, unless less than 0.04 s (on
+    // platform::clock()) passed since this finder's last report.
     void notifyCurrentPath(const Path& path);
 
     // True when `extension` (as given: a caller that wants a dot gives it) is
@@ -99,9 +102,9 @@ public:
     // any failure.
     static bool isPackage(const char* path);
 
-    // The clock that limits path reports, in microseconds (monotonic). Tests
-    // replace it (null restores the default); set it before a search runs.
-    static void setProcessorClockForTesting(long long (*clock)());
+    // The least time between two path reports; tests that act on every
+    // path set 0. Set it before a search runs.
+    void setReportIntervalForTesting(platform::Clock::Duration interval) { _reportInterval = interval; }
 
     // Settings, written by the owner before a search.
     std::vector<Path> paths;
@@ -165,6 +168,11 @@ protected:
     // Appends each group with a member outside a duplicate container.
     template <class T>
     void filter(Duplicate<HashValue, T*>& index, Groups& duplicates);
+
+private:
+    platform::Clock::Duration _reportInterval = std::chrono::milliseconds(40);
+    // Empty until the first report, which always goes through.
+    std::optional<platform::Clock::TimePoint> _lastReport;
 };
 
 template <class T>

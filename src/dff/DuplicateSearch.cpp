@@ -8,6 +8,7 @@
 #include "dff/SymlinkHasher.h"
 #include "dff/image/ImageFiles.h"
 #include "dff/image/ImageHash.h"
+#include "dff/internal/Failure.h"
 #include "dff/internal/ParallelEach.h"
 
 #include <strings.h>
@@ -162,6 +163,7 @@ void DuplicateFileFinder::findDuplicateFiles(Duplicate<long long, File*>& filesB
     // it has split into loners or its members are complete. Groups split
     // off a pass go on top of those still unread.
     WorkList<_Hash> work;
+    FileReader::ReadBuffers buffers;
     while (!work.groups.empty() || !unread.empty()) {
         if (work.groups.empty()) {
             if (stopped) return;
@@ -189,7 +191,7 @@ void DuplicateFileFinder::findDuplicateFiles(Duplicate<long long, File*>& filesB
             }
             start += count;
             FileReader::Outcome outcomes[FileReader::kMaxTogether];
-            FileReader::readTogether(readers, count, outcomes,
+            FileReader::readTogether(buffers, readers, count, outcomes,
                                      [&](const unsigned char* const* data, const size_t* lengths) {
                                          MD5::updateTogether(states, data, lengths, count);
                                      });
@@ -197,6 +199,7 @@ void DuplicateFileFinder::findDuplicateFiles(Duplicate<long long, File*>& filesB
                 _Hash*& entry = batch[i];
                 File* file = entry->file;
                 if (outcomes[i].error != nullptr) {
+                    internal::logFailure(outcomes[i].error, file->path, outcomes[i].errorNumber);
                     takePicture(file);
                     file->unique = true;
                     delete std::exchange(entry, nullptr);
@@ -253,8 +256,9 @@ void DuplicateFileFinder::calcImageHash(const std::vector<File*>& files, Duplica
                                     if (onCaller) notifyCurrentPath(files[i]->path);
                                     try {
                                         hashes[i] = hashImage(*files[i]);
-                                    } catch (const std::runtime_error&) {
+                                    } catch (const std::runtime_error& error) {
                                         // A picture that does not decode takes no part.
+                                        internal::logFailure(error.what(), files[i]->path, 0);
                                     }
                                 });
     for (size_t i = 0; i < files.size(); ++i)
@@ -367,7 +371,12 @@ void DuplicateFileFinder::findDuplicatePackages(Duplicate<long long, Package*>& 
                 } else {
                     pass.add(package->hash, hasher);
                 }
+            } catch (const ReadError& error) {
+                internal::logFailure(error.what(), package->path, error.errorNumber());
+                package->unique = true;
+                delete hasher;
             } catch (const std::runtime_error&) {
+                // Too small, or holding what no package should: no failure.
                 package->unique = true;
                 delete hasher;
             }

@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+
 #include <openssl/evp.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -214,20 +216,23 @@ TEST(FileReader, ReadersTakenTogetherKeepTheirOwnStepsAndFailures) {
         for (int i = 0; i < 3; ++i) seen[i].append(reinterpret_cast<const char*>(data[i]), lengths[i]);
     };
     dff::FileReader::Outcome outcomes[3];
-    dff::FileReader::readTogether(readers, 3, outcomes, collect);
+    dff::FileReader::ReadBuffers buffers;
+    dff::FileReader::readTogether(buffers, readers, 3, outcomes, collect);
     EXPECT_EQ(ra.position, 4096);
     EXPECT_EQ(rb.position, 4096);
     EXPECT_FALSE(outcomes[0].complete);
     EXPECT_EQ(outcomes[0].error, nullptr);
     EXPECT_STREQ(outcomes[2].error, "Failed to open file");
+    EXPECT_EQ(outcomes[2].errorNumber, ENOENT);
 
     ::truncate(b.cStr(), 50000);
-    dff::FileReader::readTogether(readers, 2, outcomes, [&](const unsigned char* const* data, const size_t* lengths) {
+    dff::FileReader::readTogether(buffers, readers, 2, outcomes, [&](const unsigned char* const* data, const size_t* lengths) {
         for (int i = 0; i < 2; ++i) seen[i].append(reinterpret_cast<const char*>(data[i]), lengths[i]);
     });
     EXPECT_TRUE(outcomes[0].complete);
     EXPECT_TRUE(seen[0] == patterned(size));
     EXPECT_STREQ(outcomes[1].error, "Failed to read file");
+    EXPECT_EQ(outcomes[1].errorNumber, 0) << "shorter, not failed";
 }
 
 TEST(SymlinkHasher, DigestIsThatOfTheTargetText) {

@@ -2,6 +2,7 @@
 #include "dff/image/ImageFiles.h"
 
 #include "support/ImageBuilder.h"
+#include "support/LogLines.h"
 #include "support/PhotoLibraryBuilder.h"
 #include "support/TempDir.h"
 
@@ -31,20 +32,14 @@ namespace fs = std::filesystem;
 // sorted, so that a result compares regardless of the indexes' walking order.
 using Names = std::vector<std::vector<std::string>>;
 
-long long alwaysLater() {
-    static std::atomic<long long> now{0};
-    return now += 1000000;
-}
-
 class DuplicateSearch : public ::testing::Test {
 protected:
     DuplicateSearch() {
         // Every path report goes through, so tests can act on it.
-        dff::DuplicateFileFinder::setProcessorClockForTesting(alwaysLater);
+        finder.setReportIntervalForTesting({});
         finder.paths = {dff::Path(dir.str())};
         finder.minFileSize = 1;
     }
-    ~DuplicateSearch() override { dff::DuplicateFileFinder::setProcessorClockForTesting(nullptr); }
 
     Names names(const dff::DuplicateFileFinder::Groups& groups) const {
         Names out;
@@ -167,8 +162,42 @@ TEST_F(DuplicateSearch, AFileThatVanishesBeforeItIsReadTakesNoPart) {
     onPath = [&](const dff::Path& path) {
         if (walked && path.str() == dir / "gone") std::remove(path.cStr());
     };
+    testing_support::LogLines log;
     search();
     EXPECT_EQ(names(duplicates), (Names{{"a", "b"}}));
+    EXPECT_EQ(log.taken(), (std::vector<std::string>{"duplicates: Failed to open file: " + dir / "gone" +
+                                                     ": No such file or directory (errno 2)"}));
+}
+
+// Each search reads through buffers of its own: two at once on two threads
+// find what each finds alone.
+TEST(DuplicateSearches, TwoRunAtOnceOnTwoThreads) {
+    testing_support::TempDir dirs[2];
+    for (int d = 0; d < 2; ++d)
+        for (int size = 0; size < 8; ++size)
+            for (char copy : {'x', 'y'})
+                writeFileOfSize(dirs[d] / (std::string(1, copy) + std::to_string(size)), 70000 + size * 1000,
+                                char('a' + d * 8 + size));
+    // Eight pairs of twins under each root: bytes of the other search in a
+    // shared buffer would part a pair.
+    size_t pairs[2] = {0, 0};
+    auto run = [&](int d) {
+        dff::DuplicateFileFinder finder([](double) {}, [](const dff::Path&) {});
+        finder.paths = {dff::Path(dirs[d].str())};
+        finder.minFileSize = 1;
+        for (int round = 0; round < 10 && (round == 0 || pairs[d] == 8); ++round) {
+            dff::DuplicateFileFinder::Groups duplicates, similar;
+            finder.find(duplicates, similar, true);
+            pairs[d] = size_t(std::count_if(duplicates.begin(), duplicates.end(),
+                                            [](const auto& group) { return group.size() == 2; }));
+            finder.releaseFiles();
+        }
+    };
+    std::thread other(run, 1);
+    run(0);
+    other.join();
+    EXPECT_EQ(pairs[0], 8u);
+    EXPECT_EQ(pairs[1], 8u);
 }
 
 TEST_F(DuplicateSearch, StopEndsTheSearchWithWhatWasFound) {
