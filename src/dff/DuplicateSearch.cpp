@@ -289,9 +289,9 @@ void DuplicateFileFinder::calcImageHash(const std::vector<File*>& files, Duplica
                                     if (onCaller) notifyCurrentPath(files[i]->path);
                                     try {
                                         hashes[i] = hashImage(*files[i]);
-                                    } catch (const std::runtime_error& error) {
-                                        // A picture that does not decode takes no part.
-                                        internal::logFailure(error.what(), files[i]->path, 0);
+                                    } catch (const std::runtime_error&) {
+                                        // A picture that does not decode takes no part
+                                        // (hashImage said why).
                                     }
                                 });
     for (size_t i = 0; i < files.size(); ++i)
