@@ -122,86 +122,68 @@ bool DuplicateFileFinder::isPackage(const char* path) {
     return path != nullptr && platform::isPackage(path);
 }
 
-std::shared_ptr<Directory> DuplicateFileFinder::scanFiles(const Path& root, Duplicate<long long, File*>& filesBySize,
-                                                          Duplicate<long long, Symlink*>& linksBySize,
-                                                          Duplicate<long long, Package*>& packagesBySize,
-                                                          std::deque<Package*>& unknownSizePackages, int& count) {
-    auto rootDirectory = make<Directory>(root, nullptr);
-    if (stopped) return rootDirectory;
+namespace {
 
-    std::deque<Directory*> stack{rootDirectory.get()};
-    const bool hiddenFolders = includeHiddenFolders;
-    std::string scratch;
-    while (!stack.empty()) {
-        Directory* directory = stack.back();
-        stack.pop_back();
-        if (stopped) {
+// One walk of scanFiles: where each kind of entry goes.
+class Walk {
+public:
+    Walk(DuplicateFileFinder& finder, Duplicate<long long, File*>& filesBySize,
+         Duplicate<long long, Symlink*>& linksBySize, Duplicate<long long, Package*>& packagesBySize,
+         std::deque<Package*>& unknownSizePackages, int& count)
+        : _finder(finder),
+          _filesBySize(filesBySize),
+          _linksBySize(linksBySize),
+          _packagesBySize(packagesBySize),
+          _unknownSizePackages(unknownSizePackages),
+          _count(count) {}
+
+    void run(Directory* root) {
+        std::vector<Directory*> stack{root};
+        while (!stack.empty()) {
+            Directory* directory = stack.back();
+            stack.pop_back();
+            if (!list(directory, stack)) return;
+        }
+    }
+
+private:
+    // Takes the entries of `directory`, pushing its subfolders on `stack`.
+    // False after a stop, which marks the directory under way.
+    bool list(Directory* directory, std::vector<Directory*>& stack) {
+        if (_finder.stopped) {
             directory->unique = true;
-            return rootDirectory;
+            return false;
         }
         std::unique_ptr<DIR, DirCloser> dir(::opendir(directory->path.cStr()));
         if (!dir) {
             internal::logFailure("Failed to open directory", directory->path, errno);
             directory->unique = true;
-            continue;
+            return true;
         }
         while (const dirent* entry = ::readdir(dir.get())) {
-            if (stopped) {
+            if (_finder.stopped) {
                 directory->unique = true;
-                return rootDirectory;
+                return false;
             }
             switch (internal::entryType(dir.get(), entry)) {
-            case DT_LNK: {
+            case DT_LNK:
                 // Links pass no filter but the size.
-                Path path = entryPath(scratch, directory->path, entry->d_name);
-                notifyCurrentPath(path);
-                takeSized<Symlink>(directory, dir.get(), entry, path, pathTexts, minFileSize, linksBySize);
+                takeSized<Symlink>(directory, dir.get(), entry, reported(directory, entry), _finder.pathTexts,
+                                   _finder.minFileSize, _linksBySize);
                 break;
-            }
-            case DT_REG: {
+            case DT_REG:
                 if (isDSStore(entry)) break;
-                if (exclude(entry)) {
+                if (_finder.exclude(entry)) {
                     directory->unique = true;
                     break;
                 }
-                Path path = entryPath(scratch, directory->path, entry->d_name);
-                notifyCurrentPath(path);
-                if (takeSized<File>(directory, dir.get(), entry, path, pathTexts, minFileSize, filesBySize)) ++count;
+                if (takeSized<File>(directory, dir.get(), entry, reported(directory, entry), _finder.pathTexts,
+                                    _finder.minFileSize, _filesBySize))
+                    ++_count;
                 break;
-            }
-            case DT_DIR: {
-                if (specialDirectory(entry)) break;
-                Path path = entryPath(scratch, directory->path, entry->d_name);
-                notifyCurrentPath(path);
-                if (!isPackage(path.cStr())) {
-                    if (!hiddenFolders && entry->d_name[0] == '.') {
-                        directory->unique = true;
-                    } else if (exclude(path)) {
-                        directory->unique = true;
-                    } else {
-                        auto child = make<Directory>(kept(pathTexts, path), directory);
-                        stack.push_back(child.get());
-                        directory->children.push_back(std::move(child));
-                    }
-                    break;
-                }
-                if (exclude(entry)) {
-                    directory->unique = true;
-                    break;
-                }
-                long long size = packageFileSize(path);
-                if (size != 0 && size < minFileSize) {
-                    directory->unique = true;
-                    break;
-                }
-                auto package = make<Package>(kept(pathTexts, path), directory);
-                if (size != 0)
-                    packagesBySize.add(size, package.get());
-                else
-                    unknownSizePackages.push_back(package.get());
-                directory->children.push_back(std::move(package));
+            case DT_DIR:
+                if (!specialDirectory(entry)) takeFolder(directory, entry, stack);
                 break;
-            }
             default:
                 directory->unique = true;
                 break;
@@ -209,7 +191,64 @@ std::shared_ptr<Directory> DuplicateFileFinder::scanFiles(const Path& root, Dupl
         }
         // Folders are held until the search ends; keep only what they use.
         directory->children.shrink_to_fit();
+        return true;
     }
+
+    // The path of `entry`, reported; good until the next entry.
+    Path reported(const Directory* directory, const dirent* entry) {
+        Path path = entryPath(_scratch, directory->path, entry->d_name);
+        _finder.notifyCurrentPath(path);
+        return path;
+    }
+
+    // A folder is walked later; a package is sized by the index and never walked.
+    void takeFolder(Directory* directory, const dirent* entry, std::vector<Directory*>& stack) {
+        Path path = reported(directory, entry);
+        if (!DuplicateFileFinder::isPackage(path.cStr())) {
+            if ((!_finder.includeHiddenFolders && entry->d_name[0] == '.') || _finder.exclude(path)) {
+                directory->unique = true;
+                return;
+            }
+            auto child = make<Directory>(kept(_finder.pathTexts, path), directory);
+            stack.push_back(child.get());
+            directory->children.push_back(std::move(child));
+            return;
+        }
+        if (_finder.exclude(entry)) {
+            directory->unique = true;
+            return;
+        }
+        long long size = packageFileSize(path);
+        if (size != 0 && size < _finder.minFileSize) {
+            directory->unique = true;
+            return;
+        }
+        auto package = make<Package>(kept(_finder.pathTexts, path), directory);
+        if (size != 0)
+            _packagesBySize.add(size, package.get());
+        else
+            _unknownSizePackages.push_back(package.get());
+        directory->children.push_back(std::move(package));
+    }
+
+    DuplicateFileFinder& _finder;
+    Duplicate<long long, File*>& _filesBySize;
+    Duplicate<long long, Symlink*>& _linksBySize;
+    Duplicate<long long, Package*>& _packagesBySize;
+    std::deque<Package*>& _unknownSizePackages;
+    int& _count;
+    std::string _scratch;
+};
+
+}  // namespace
+
+std::shared_ptr<Directory> DuplicateFileFinder::scanFiles(const Path& root, Duplicate<long long, File*>& filesBySize,
+                                                          Duplicate<long long, Symlink*>& linksBySize,
+                                                          Duplicate<long long, Package*>& packagesBySize,
+                                                          std::deque<Package*>& unknownSizePackages, int& count) {
+    auto rootDirectory = make<Directory>(root, nullptr);
+    if (stopped) return rootDirectory;
+    Walk(*this, filesBySize, linksBySize, packagesBySize, unknownSizePackages, count).run(rootDirectory.get());
     return rootDirectory;
 }
 

@@ -75,10 +75,10 @@ public:
 
     // Whether two picture hashes count as similar (dff::similarImages).
     static bool similar(const ImageHashValue& a, const ImageHashValue& b);
-    // 0 when the sets have the same members, 3 when they differ but share
-    // one, 2 when they share none.
+    // How two sets of picture keys stand to each other.
+    enum class SetRelation { same, overlapping, apart };
     template <class T>
-    static int compareSet(const std::set<T>& a, const std::set<T>& b);
+    static SetRelation compareSet(const std::set<T>& a, const std::set<T>& b);
 
     // Asks the running search to end; safe from any thread.
     void stop() { stopped = true; }
@@ -176,13 +176,13 @@ private:
 };
 
 template <class T>
-int DuplicateFileFinder::compareSet(const std::set<T>& a, const std::set<T>& b) {
-    if (a == b) return 0;
+DuplicateFileFinder::SetRelation DuplicateFileFinder::compareSet(const std::set<T>& a, const std::set<T>& b) {
+    if (a == b) return SetRelation::same;
     const std::set<T>& smaller = a.size() <= b.size() ? a : b;
     const std::set<T>& larger = a.size() <= b.size() ? b : a;
     for (const T& member : smaller)
-        if (larger.count(member) != 0) return 3;
-    return 2;
+        if (larger.count(member) != 0) return SetRelation::overlapping;
+    return SetRelation::apart;
 }
 
 }  // namespace dff

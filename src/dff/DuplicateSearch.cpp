@@ -332,10 +332,10 @@ void DuplicateFileFinder::findSimilarFiles(Duplicate<ImageHashValue, File*>& ima
         bool placed = false;
         for (size_t g = 0; g < groups.size() && !placed; ++g) {
             if (stopped) return;
-            int relation = compareSet(keys, groups[g].first);
-            if (relation == 2) continue;
+            SetRelation relation = compareSet(keys, groups[g].first);
+            if (relation == SetRelation::apart) continue;
             placed = true;
-            if (relation == 0) break;
+            if (relation == SetRelation::same) break;
             // Overlapping groups merge, sorted by path; the merged group goes
             // to the end and is not compared with later groups again.
             auto merged = std::move(groups[g]);

@@ -280,10 +280,11 @@ TEST_F(DuplicateSearch, PhotosOfALibraryTakePartAsFiles) {
 
 TEST(CompareSet, TellsSameOverlappingAndApart) {
     using dff::DuplicateFileFinder;
-    EXPECT_EQ(DuplicateFileFinder::compareSet(std::set<int>{1, 2}, std::set<int>{2, 1}), 0);
-    EXPECT_EQ(DuplicateFileFinder::compareSet(std::set<int>{1, 2}, std::set<int>{2, 3, 4}), 3);
-    EXPECT_EQ(DuplicateFileFinder::compareSet(std::set<int>{1}, std::set<int>{1, 2}), 3);
-    EXPECT_EQ(DuplicateFileFinder::compareSet(std::set<int>{1, 2}, std::set<int>{3}), 2);
+    using Relation = DuplicateFileFinder::SetRelation;
+    EXPECT_EQ(DuplicateFileFinder::compareSet(std::set<int>{1, 2}, std::set<int>{2, 1}), Relation::same);
+    EXPECT_EQ(DuplicateFileFinder::compareSet(std::set<int>{1, 2}, std::set<int>{2, 3, 4}), Relation::overlapping);
+    EXPECT_EQ(DuplicateFileFinder::compareSet(std::set<int>{1}, std::set<int>{1, 2}), Relation::overlapping);
+    EXPECT_EQ(DuplicateFileFinder::compareSet(std::set<int>{1, 2}, std::set<int>{3}), Relation::apart);
 }
 
 // Stands in for the image library and notes every file handed to it. A
