@@ -155,66 +155,72 @@ void QueueCore::async(Item item) {
 
 void QueueCore::sync(const std::function<void()>* block, const WorkItemPtr& workItem, bool barrier) {
     if (_kind == Kind::global) barrier = false;
-    bool runInline = false;
-    std::shared_ptr<SyncWait> wait;
-    if (_kind == Kind::main && isMainThread()) {
-        runInline = true;
-    } else if (_kind != Kind::main) {
+    if (claimInline(barrier))
+        runInline(block, workItem, barrier);
+    else
+        syncQueued(block, workItem, barrier);
+}
+
+bool QueueCore::claimInline(bool barrier) {
+    if (_kind == Kind::main) return isMainThread();
+    MutexLock lock(_mutex);
+    bool claimed;
+    if (_kind == Kind::serial) {
+        // Not owned means idle: a strand is released only once empty.
+        claimed = !_owned;
+        if (claimed) _owned = true;
+    } else if (barrier) {
+        claimed = _items.empty() && _running == 0 && !_barrierRunning;
+        if (claimed) _barrierRunning = true;
+    } else {
+        claimed = _items.empty() && !_barrierRunning;
+        if (claimed) ++_running;
+    }
+    if (!claimed && isRunningOn(this))
+        throw std::logic_error("dispatch: sync onto queue \"" + _label + "\" from its own item would deadlock");
+    return claimed;
+}
+
+void QueueCore::runInline(const std::function<void()>* block, const WorkItemPtr& workItem, bool barrier) {
+    std::exception_ptr error;
+    {
+        FrameScope frame(this);
+        try {
+            if (workItem)
+                workItem->perform();
+            else
+                (*block)();
+        } catch (...) {
+            error = std::current_exception();
+        }
+    }
+    if (_kind != Kind::main) releaseInline(barrier);
+    if (error) std::rethrow_exception(error);
+}
+
+void QueueCore::releaseInline(bool barrier) {
+    bool drain = false;
+    std::vector<Item> ready;
+    {
         MutexLock lock(_mutex);
         if (_kind == Kind::serial) {
-            // Not owned means idle: a strand is released only once empty.
-            runInline = !_owned;
-            if (runInline) _owned = true;
-        } else if (barrier) {
-            runInline = _items.empty() && _running == 0 && !_barrierRunning;
-            if (runInline) _barrierRunning = true;
+            // Items queued meanwhile waited for us; hand them on.
+            drain = !_items.empty();
+            if (!drain) _owned = false;
         } else {
-            runInline = _items.empty() && !_barrierRunning;
-            if (runInline) ++_running;
+            if (barrier)
+                _barrierRunning = false;
+            else
+                --_running;
+            takeRunnable(ready);
         }
-        if (!runInline && isRunningOn(this))
-            throw std::logic_error("dispatch: sync onto queue \"" + _label +
-                                   "\" from its own item would deadlock");
     }
+    if (drain) scheduleDrain();
+    schedule(ready);
+}
 
-    if (runInline) {
-        std::exception_ptr error;
-        {
-            FrameScope frame(this);
-            try {
-                if (workItem)
-                    workItem->perform();
-                else
-                    (*block)();
-            } catch (...) {
-                error = std::current_exception();
-            }
-        }
-        if (_kind != Kind::main) {
-            bool drain = false;
-            std::vector<Item> ready;
-            {
-                MutexLock lock(_mutex);
-                if (_kind == Kind::serial) {
-                    // Items queued meanwhile waited for us; hand them on.
-                    drain = !_items.empty();
-                    if (!drain) _owned = false;
-                } else {
-                    if (barrier)
-                        _barrierRunning = false;
-                    else
-                        --_running;
-                    takeRunnable(ready);
-                }
-            }
-            if (drain) scheduleDrain();
-            schedule(ready);
-        }
-        if (error) std::rethrow_exception(error);
-        return;
-    }
-
-    wait = std::make_shared<SyncWait>();
+void QueueCore::syncQueued(const std::function<void()>* block, const WorkItemPtr& workItem, bool barrier) {
+    auto wait = std::make_shared<SyncWait>();
     Item item;
     item.syncBlock = block;
     item.workItem = workItem;

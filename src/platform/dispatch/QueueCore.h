@@ -64,6 +64,18 @@ public:
     void wakeMainLoop() EXCLUDES(_mutex);
 
 private:
+    // Whether a sync may run its block on the caller's thread now; if so,
+    // claims the queue for it. Throws std::logic_error when the block would
+    // have to wait for the very item that makes the call.
+    bool claimInline(bool barrier) EXCLUDES(_mutex);
+    // Runs a claimed sync block here, then hands the queue on.
+    void runInline(const std::function<void()>* block, const WorkItemPtr& workItem, bool barrier)
+        EXCLUDES(_mutex);
+    // Gives back what claimInline took and starts what waited behind it.
+    void releaseInline(bool barrier) EXCLUDES(_mutex);
+    // Queues a sync block and waits, as a blocking call, until it has run.
+    void syncQueued(const std::function<void()>* block, const WorkItemPtr& workItem, bool barrier)
+        EXCLUDES(_mutex);
     // Runs an item on this thread with this queue as the current queue.
     void runItem(Item& item);
     void drainSerial() EXCLUDES(_mutex);
