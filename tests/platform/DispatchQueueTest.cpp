@@ -95,6 +95,28 @@ TEST(ConcurrentQueueTest, SyncFromItsOwnItemRunsInlineWithoutBarrier) {
     EXPECT_TRUE(inner);
 }
 
+// A sync that comes back round to a queue whose item is waiting for it,
+// through another queue, is refused, not a hang.
+TEST(SerialQueueTest, SyncCycleAcrossTwoQueuesThrows) {
+    auto a = makeSerialQueue("a"), b = makeSerialQueue("b");
+    Flag done;
+    bool threw = false;
+    globalQueue()->async([&] {
+        a->sync([&] {
+            b->sync([&] {
+                try {
+                    a->sync([] {});
+                } catch (const std::logic_error&) {
+                    threw = true;
+                }
+            });
+        });
+        done.set();
+    });
+    ASSERT_TRUE(done.await());
+    EXPECT_TRUE(threw);
+}
+
 TEST(SerialQueueTest, SyncOntoItselfThrowsInsteadOfDeadlocking) {
     auto q = makeSerialQueue("self");
     bool threw = false;
