@@ -18,7 +18,8 @@
 // results as of one thread). stop() may be called from any
 // other; the walk notices it between entries. Each finder has its own read
 // buffers and time of the last path report, so two finders may run at once
-// on two threads.
+// on two threads. On a worker of the dispatch pool a search counts as a
+// blocking call, so the pool may start another worker meanwhile.
 //
 //   dff::DuplicateFileFinder finder([](double) {}, [](const dff::Path& p) { show(p); });
 //   finder.paths = {dff::Path("/Users/a/Pictures")};

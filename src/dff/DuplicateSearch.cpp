@@ -10,6 +10,7 @@
 #include "dff/image/ImageHash.h"
 #include "dff/internal/Failure.h"
 #include "dff/internal/ParallelEach.h"
+#include "platform/Dispatch.h"
 
 #include <strings.h>
 
@@ -225,6 +226,9 @@ private:
 bool DuplicateFileFinder::similar(const ImageHashValue& a, const ImageHashValue& b) { return similarImages(a, b); }
 
 void DuplicateFileFinder::find(Groups& duplicates, Groups& similarGroups, bool onlyDuplicates) {
+    // A search holds its thread for as long as the disk takes: on a pool
+    // worker, the pool may start another meanwhile.
+    platform::dispatch::ScopedBlockingCall blocking;
     stopped = false;
     Duplicate<long long, File*> filesBySize;
     Duplicate<long long, Symlink*> linksBySize;
@@ -425,6 +429,8 @@ void DuplicateFileFinder::findDuplicateDirectories(Directory* root, Duplicate<Ha
     MD5 md5;
     std::vector<std::pair<Directory*, bool>> stack{{root, true}};
     while (!stack.empty()) {
+        // Folders digested so far stand; the rest take no part.
+        if (stopped) return;
         auto& [directory, firstVisit] = stack.back();
         if (firstVisit) {
             firstVisit = false;
