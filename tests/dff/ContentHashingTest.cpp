@@ -329,24 +329,6 @@ TEST(PackageHasher, ContentChangeShowsOnlyOnceFilesAreRead) {
     EXPECT_NE(a.digest, b.digest);
 }
 
-TEST(PackageHasher, FeedsNamesSizesAndContentInAFixedLayout) {
-    TempDir dir;
-    writeFile(dir / "P.app/x", "12");
-    writeFile(dir / "P.app/xy", "345");
-    dff::Package package(dff::Path(dir / "P.app"), nullptr);
-
-    auto record = [](uint8_t code, const std::string& name, uint64_t size) {
-        std::string bytes(1, char(code));
-        uint64_t length = name.size();
-        bytes.append(reinterpret_cast<const char*>(&length), 8);
-        bytes.append(reinterpret_cast<const char*>(&size), 8);
-        return bytes + name;
-    };
-    // Descending names: "xy" before "x"; files used from the back: "x" first.
-    std::string expected = record(0, "xy", 3) + record(0, "x", 2) + "12" + "345";
-    EXPECT_EQ(hashPackage(package).digest, digestOf(expected));
-}
-
 TEST(PackageHasher, FailuresHaveTheirOwnWords) {
     TempDir dir;
     auto errorOf = [](dff::Package& package, long long minSize) -> std::string {

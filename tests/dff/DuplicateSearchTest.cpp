@@ -1,9 +1,10 @@
 #include "dff/DuplicateFileFinder.h"
 #include "dff/image/ImageFiles.h"
+#include "platform/Dispatch.h"
 
+#include "support/Await.h"
 #include "support/ImageBuilder.h"
 #include "support/LogLines.h"
-#include "support/PhotoLibraryBuilder.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -218,6 +219,59 @@ TEST_F(DuplicateSearch, StopEndsTheSearchWithWhatWasFound) {
     EXPECT_EQ(duplicates[0].size(), 50u) << "the folders, not the files inside";
 }
 
+// A file that grew after the walk is compared by the bytes it had then.
+TEST_F(DuplicateSearch, AFileThatGrowsAfterTheWalkIsReadUpToItsListedSize) {
+    writeFileOfSize(dir / "a", 5000, 'g');
+    writeFileOfSize(dir / "b", 5000, 'g');
+    bool walked = false;
+    finder.onProgress = [&](double value) { walked = walked || value == 0.3; };
+    onPath = [&](const dff::Path& path) {
+        if (walked && path.str() == dir / "b") writeFileOfSize(dir / "b", 9000, 'g');
+    };
+    testing_support::LogLines log;
+    search();
+    EXPECT_EQ(names(duplicates), (Names{{"a", "b"}}));
+    EXPECT_TRUE(log.taken().empty());
+}
+
+// A stop in a later stage ends that stage: no package is read further and
+// no folder digested after it, and the search still ends at 0.9.
+TEST_F(DuplicateSearch, StopDuringThePackageAndFolderStagesEndsThem) {
+    for (const char* package : {"A.app", "B.app"}) writeFile(dir / (std::string(package) + "/Contents/bin"), "binary");
+    double stage = 0;
+    finder.onProgress = [&](double value) {
+        progress.push_back(value);
+        stage = value;
+    };
+    std::vector<std::string> readInStage;
+    onPath = [&](const dff::Path& path) {
+        if (stage != 0.6) return;
+        readInStage.push_back(path.str());
+        finder.stop();
+    };
+    search();
+    EXPECT_EQ(readInStage.size(), 1u) << "packages read after the stop";
+    EXPECT_TRUE(duplicates.empty());
+    EXPECT_EQ(progress.back(), 0.9);
+
+    finder.releaseFiles();
+    fs::remove_all(dir / "A.app");
+    fs::remove_all(dir / "B.app");
+    for (const char* folder : {"one/", "two/", "three/", "four/"}) {
+        writeFile(dir / (std::string(folder) + "x"), "same x");
+        writeFile(dir / (std::string(folder) + "in/y"), "same y");
+    }
+    readInStage.clear();
+    onPath = [&](const dff::Path& path) {
+        if (stage != 0.8) return;
+        readInStage.push_back(path.str());
+        finder.stop();
+    };
+    search();
+    EXPECT_EQ(readInStage.size(), 1u) << "folders digested after the stop";
+    EXPECT_EQ(progress.back(), 0.9);
+}
+
 TEST_F(DuplicateSearch, StopFromAnotherThreadIsSeen) {
     for (int i = 0; i < 200; ++i) writeFileOfSize(dir / ("f" + std::to_string(i)), 20000, 'q');
     std::atomic<bool> started{false};
@@ -230,6 +284,30 @@ TEST_F(DuplicateSearch, StopFromAnotherThreadIsSeen) {
     stopper.join();
     EXPECT_TRUE(finder.stopped);
     for (const auto& group : duplicates) EXPECT_GE(group.size(), 2u);
+}
+
+// A search holds its worker for as long as the disk takes; the pool must
+// know, or queued work waits behind it.
+TEST(DuplicateSearches, CountAsABlockingCallOnAPoolWorker) {
+    testing_support::TempDir dir;
+    writeFile(dir / "a", "x");
+    size_t before = 0, during = 0;
+    dff::DuplicateFileFinder finder(
+        [&](double value) {
+            if (value == 0.3) during = platform::dispatch::poolStatsForTesting().blocked;
+        },
+        [](const dff::Path&) {});
+    finder.paths = {dff::Path(dir.str())};
+    testing_support::Flag done;
+    auto queue = platform::dispatch::makeSerialQueue("search");
+    queue->async([&] {
+        before = platform::dispatch::poolStatsForTesting().blocked;
+        dff::DuplicateFileFinder::Groups duplicates, similar;
+        finder.find(duplicates, similar, true);
+        done.set();
+    });
+    ASSERT_TRUE(done.await());
+    EXPECT_EQ(during, before + 1);
 }
 
 class SimilarSearch : public DuplicateSearch {
@@ -255,27 +333,6 @@ TEST_F(SimilarSearch, LonePicturesAreGroupedWhenAlike) {
     finder.releaseFiles();
     search(true);
     EXPECT_TRUE(similar.empty());
-}
-
-TEST_F(DuplicateSearch, PhotosOfALibraryTakePartAsFiles) {
-    std::string lib = dir / "Pictures.photoslibrary";
-    writeFile(lib + "/originals/A/a.jpg", "a photo's bytes");
-    writeFile(lib + "/originals/B/b.jpg", "another photo");
-    testing_support::NewLibrary content;
-    content.assets = {{.uuid = "ID-A", .directory = "A", .filename = "a.jpg"},
-                      {.uuid = "ID-B", .directory = "B", .filename = "b.jpg"}};
-    testing_support::writeNewLibrary(lib, content);
-    writeFile(dir / "loose/a-copy.jpg", "a photo's bytes");
-    finder.paths = {dff::Path(lib), dff::Path(dir / "loose")};
-    search();
-    ASSERT_EQ(duplicates.size(), 1u);
-    ASSERT_EQ(duplicates[0].size(), 2u);
-    const dff::Photo* photo = nullptr;
-    for (dff::File* member : duplicates[0])
-        if (auto* p = dynamic_cast<dff::Photo*>(member)) photo = p;
-    ASSERT_NE(photo, nullptr);
-    EXPECT_EQ(photo->id, "ID-A");
-    EXPECT_EQ(finder.libraries.size(), 1u);
 }
 
 TEST(CompareSet, TellsSameOverlappingAndApart) {
