@@ -3,8 +3,10 @@
 #include "dff/PhotoLibraryReader.h"
 #include "dff/internal/EntryType.h"
 #include "dff/internal/Failure.h"
+#include "dff/internal/TextArena.h"
 #include "platform/FileTypes.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <strings.h>
 #include <sys/stat.h>
@@ -60,12 +62,13 @@ bool takeSized(Directory* directory, DIR* dir, const dirent* entry, const Path& 
 
 bool isDSStore(const dirent* entry) { return std::strcmp(entry->d_name, ".DS_Store") == 0; }
 
-}  // namespace
-
+// True for the entries "." and "..".
 bool specialDirectory(const dirent* entry) {
     const char* name = entry->d_name;
     return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
 }
+
+}  // namespace
 
 long long packageFileSize(const Path& path) {
     platform::IndexedSizes sizes = platform::PackageIndex::shared()->sizes(path.str());
@@ -76,12 +79,16 @@ long long packageFileSize(const Path& path) {
 }
 
 DuplicateFileFinder::DuplicateFileFinder(ProgressCallback onProgress, PathCallback onCurrentPath)
-    : onProgress(std::move(onProgress)), onCurrentPath(std::move(onCurrentPath)) {}
+    : onProgress(std::move(onProgress)),
+      onCurrentPath(std::move(onCurrentPath)),
+      _pathTexts(std::make_unique<internal::TextArena>()) {}
+
+DuplicateFileFinder::~DuplicateFileFinder() { releaseFiles(); }
 
 void DuplicateFileFinder::releaseFiles() {
     directories.clear();
     libraries.clear();
-    pathTexts.clear();
+    _pathTexts->clear();
 }
 
 void DuplicateFileFinder::notifyCurrentPath(const Path& path) {
@@ -97,17 +104,14 @@ bool DuplicateFileFinder::withExtension(const char* name, size_t length, const c
     return ::strncasecmp(name + length - extensionLength, extension, extensionLength) == 0;
 }
 
-bool DuplicateFileFinder::withExtension(const dirent* entry, const char* extension) {
-    return withExtension(entry->d_name, std::strlen(entry->d_name), extension);
-}
-
 bool DuplicateFileFinder::withExtension(const Path& path, const char* extension) {
     return withExtension(path.cStr(), path.length(), extension);
 }
 
-bool DuplicateFileFinder::exclude(const dirent* entry) const {
+bool DuplicateFileFinder::excludesName(const char* name) const {
+    size_t length = std::strlen(name);
     for (const auto& extension : excludeExtensions)
-        if (withExtension(entry, extension.c_str())) return true;
+        if (withExtension(name, length, extension.c_str())) return true;
     return false;
 }
 
@@ -122,10 +126,8 @@ bool DuplicateFileFinder::isPackage(const char* path) {
     return path != nullptr && platform::isPackage(path);
 }
 
-namespace {
-
 // One walk of scanFiles: where each kind of entry goes.
-class Walk {
+class DuplicateFileFinder::Walk {
 public:
     Walk(DuplicateFileFinder& finder, Duplicate<long long, File*>& filesBySize,
          Duplicate<long long, Symlink*>& linksBySize, Duplicate<long long, Package*>& packagesBySize,
@@ -168,16 +170,16 @@ private:
             switch (internal::entryType(dir.get(), entry)) {
             case DT_LNK:
                 // Links pass no filter but the size.
-                takeSized<Symlink>(directory, dir.get(), entry, reported(directory, entry), _finder.pathTexts,
+                takeSized<Symlink>(directory, dir.get(), entry, reported(directory, entry), *_finder._pathTexts,
                                    _finder.minFileSize, _linksBySize);
                 break;
             case DT_REG:
                 if (isDSStore(entry)) break;
-                if (_finder.exclude(entry)) {
+                if (_finder.excludesName(entry->d_name)) {
                     directory->unique = true;
                     break;
                 }
-                if (takeSized<File>(directory, dir.get(), entry, reported(directory, entry), _finder.pathTexts,
+                if (takeSized<File>(directory, dir.get(), entry, reported(directory, entry), *_finder._pathTexts,
                                     _finder.minFileSize, _filesBySize))
                     ++_count;
                 break;
@@ -209,12 +211,12 @@ private:
                 directory->unique = true;
                 return;
             }
-            auto child = make<Directory>(kept(_finder.pathTexts, path), directory);
+            auto child = make<Directory>(kept(*_finder._pathTexts, path), directory);
             stack.push_back(child.get());
             directory->children.push_back(std::move(child));
             return;
         }
-        if (_finder.exclude(entry)) {
+        if (_finder.excludesName(entry->d_name)) {
             directory->unique = true;
             return;
         }
@@ -223,7 +225,7 @@ private:
             directory->unique = true;
             return;
         }
-        auto package = make<Package>(kept(_finder.pathTexts, path), directory);
+        auto package = make<Package>(kept(*_finder._pathTexts, path), directory);
         if (size != 0)
             _packagesBySize.add(size, package.get());
         else
@@ -239,8 +241,6 @@ private:
     int& _count;
     std::string _scratch;
 };
-
-}  // namespace
 
 std::shared_ptr<Directory> DuplicateFileFinder::scanFiles(const Path& root, Duplicate<long long, File*>& filesBySize,
                                                           Duplicate<long long, Symlink*>& linksBySize,

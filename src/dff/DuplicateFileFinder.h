@@ -31,10 +31,7 @@
 #include "dff/File.h"
 #include "dff/PhotoLibrary.h"
 #include "dff/image/ImageHashValue.h"
-#include "dff/internal/TextArena.h"
 #include "platform/Clock.h"
-
-#include <dirent.h>
 
 #include <atomic>
 #include <chrono>
@@ -48,8 +45,10 @@
 
 namespace dff {
 
-// True for the entries "." and "..".
-bool specialDirectory(const dirent* entry);
+namespace internal {
+class TextArena;
+}
+
 // The size the metadata index gives for a package, or 0 when it is not
 // known: the size counts only when it is greater than the index's node count.
 long long packageFileSize(const Path& path);
@@ -61,6 +60,9 @@ public:
 
     // Both callbacks must be set; they are called on the thread of the search.
     DuplicateFileFinder(ProgressCallback onProgress, PathCallback onCurrentPath);
+    ~DuplicateFileFinder();
+    DuplicateFileFinder(const DuplicateFileFinder&) = delete;
+    DuplicateFileFinder& operator=(const DuplicateFileFinder&) = delete;
 
     // Vectors: a deque takes a 512-byte block even for a pair, and a search
     // may report thousands of pairs.
@@ -93,10 +95,9 @@ public:
     // True when `extension` (as given: a caller that wants a dot gives it) is
     // strictly shorter than the name and ends it, case folded in ASCII.
     static bool withExtension(const char* name, size_t length, const char* extension);
-    static bool withExtension(const dirent* entry, const char* extension);
     static bool withExtension(const Path& path, const char* extension);
-    // True when the entry's name ends in one of excludeExtensions.
-    bool exclude(const dirent* entry) const;
+    // True when the entry name `name` ends in one of excludeExtensions.
+    bool excludesName(const char* name) const;
     // True when the path equals one of excludePaths, case folded in ASCII.
     bool exclude(const Path& path) const;
     // True when `path` is a folder the platform shows as one item; false on
@@ -117,9 +118,6 @@ public:
     ProgressCallback onProgress;
     PathCallback onCurrentPath;
 
-    // The path texts of what the searches found; declared before the
-    // objects that borrow them, so that it goes after them.
-    internal::TextArena pathTexts;
     // What the searches found, owned until releaseFiles().
     std::vector<std::shared_ptr<Directory>> directories;
     std::vector<std::shared_ptr<Package>> libraries;
@@ -171,6 +169,11 @@ protected:
     void filter(Duplicate<HashValue, T*>& index, Groups& duplicates);
 
 private:
+    class Walk;
+
+    // The path texts of what the searches found, borrowed by their objects;
+    // the destructor frees the objects first.
+    std::unique_ptr<internal::TextArena> _pathTexts;
     platform::Clock::Duration _reportInterval = std::chrono::milliseconds(40);
     // Empty until the first report, which always goes through.
     std::optional<platform::Clock::TimePoint> _lastReport;
