@@ -277,20 +277,10 @@ TEST(WithExtension, MatchesCaseFoldedEndsOfLongerNames) {
     EXPECT_TRUE(finder.excludesName("a.tmp"));
 }
 
-TEST(FileModel, TypeIdsAndTypes) {
+TEST(FileModel, TypesAreReadOnceAndFailuresNotKept) {
     TempDir dir;
     writeFile(dir / "a.jpeg", "x");
     dff::File file(dff::Path(dir / "a.jpeg"), 1, nullptr);
-    dff::Directory directory(dff::Path(dir.str()), nullptr);
-    dff::Symlink link(dff::Path("/l"), 1, nullptr);
-    dff::Package package(dff::Path("/p.app"), nullptr);
-    dff::Photo photo("id", dff::Path("/p.jpg"), 1, nullptr);
-    EXPECT_EQ(dff::fileTypeId(file), 0);
-    EXPECT_EQ(dff::fileTypeId(directory), 1);
-    EXPECT_EQ(dff::fileTypeId(link), 2);
-    EXPECT_EQ(dff::fileTypeId(package), 3);
-    EXPECT_EQ(dff::fileTypeId(photo), 3);
-
     ASSERT_NE(file.getType(), nullptr);
     EXPECT_EQ(*file.getType(), "public.jpeg");
     std::filesystem::remove(dir / "a.jpeg");
