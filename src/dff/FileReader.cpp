@@ -4,12 +4,16 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <stdexcept>
 
 namespace dff {
 
 namespace {
+
+ssize_t systemPread(int fd, void* into, size_t count, off_t offset) { return ::pread(fd, into, count, offset); }
+std::atomic<FileReader::PreadFunction> preadCall{systemPread};
 
 // Reads `want` bytes at `offset`, going on after short reads, so that
 // readers of equal files stay in step. Gives the bytes read; fewer than
@@ -18,7 +22,8 @@ namespace {
 long long readFully(int fd, unsigned char* into, long long want, long long offset, int& error) {
     long long got = 0;
     while (got < want) {
-        ssize_t n = ::pread(fd, into + got, static_cast<size_t>(want - got), static_cast<off_t>(offset + got));
+        ssize_t n = preadCall.load(std::memory_order_relaxed)(fd, into + got, static_cast<size_t>(want - got),
+                                                             static_cast<off_t>(offset + got));
         if (n < 0 && errno == EINTR) continue;
         if (n < 0) error = errno;
         if (n <= 0) break;
@@ -106,5 +111,7 @@ bool FileReader::read(const std::function<void(const char*, long long)>& callbac
     if (outcome.error != nullptr) throw ReadError(outcome.error, outcome.errorNumber);
     return outcome.complete;
 }
+
+void FileReader::setPreadForTesting(PreadFunction pread) { preadCall = pread ? pread : systemPread; }
 
 }  // namespace dff

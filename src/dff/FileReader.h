@@ -18,6 +18,8 @@
 
 #include "dff/File.h"
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -90,6 +92,12 @@ public:
     // reader goes to `outcomes`; one reader's failure ends only its own step.
     static void readTogether(ReadBuffers& buffers, FileReader* const* readers, size_t count, Outcome* outcomes,
                              const std::function<void(const unsigned char* const* data, const size_t* lengths)>& consume);
+
+    // The positioned read that readers call, in place of pread(2), so that
+    // tests can give short reads, interruptions and errors. Null restores
+    // pread; set it while no search runs.
+    using PreadFunction = ssize_t (*)(int fd, void* into, size_t count, off_t offset);
+    static void setPreadForTesting(PreadFunction pread);
 
     const Path* path;
     long long size;

@@ -3,6 +3,7 @@
 #include "dff/PackageHasher.h"
 #include "dff/SymlinkHasher.h"
 
+#include "support/FaultyReads.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -196,6 +197,34 @@ TEST(FileReader, FailuresHaveTheirOwnWords) {
         FAIL();
     } catch (const std::runtime_error& e) {
         EXPECT_STREQ(e.what(), "Failed to open file");
+    }
+}
+
+// Short reads and interruptions deliver every byte in the usual steps; an
+// I/O error mid-file fails the step with its errno.
+TEST(FileReader, ShortReadsAndInterruptionsAreReadThroughAndEIOFails) {
+    TempDir dir;
+    std::string content = patterned(10000);
+    writeFile(dir / "f", content);
+    dff::Path path(dir / "f");
+    testing_support::ScopedFaultyReads faults({.chunk = 1000, .interrupt = true, .failAt = 6000, .failIn = "/f"});
+
+    dff::FileReader reader(&path, 6000);  // ends where the faults begin
+    ReadSteps steps = readAll(reader);
+    EXPECT_TRUE(steps.complete);
+    EXPECT_EQ(steps.bytesPerStep, (std::vector<long long>{4096, 1904}));
+    EXPECT_TRUE(steps.content == content.substr(0, 6000));
+    EXPECT_GT(testing_support::ScopedFaultyReads::calledTimes(), 12);
+
+    dff::FileReader failing(&path, 10000);
+    auto noop = [](const char*, long long) {};
+    EXPECT_FALSE(failing.read(noop));
+    try {
+        failing.read(noop);
+        ADD_FAILURE() << "an I/O error must not read as complete";
+    } catch (const dff::ReadError& e) {
+        EXPECT_STREQ(e.what(), "Failed to read file");
+        EXPECT_EQ(e.errorNumber(), EIO);
     }
 }
 

@@ -3,6 +3,7 @@
 #include "platform/Dispatch.h"
 
 #include "support/Await.h"
+#include "support/FaultyReads.h"
 #include "support/ImageBuilder.h"
 #include "support/LogLines.h"
 #include "support/TempDir.h"
@@ -156,18 +157,22 @@ TEST_F(DuplicateSearch, PackagesAreComparedByTheirInsides) {
     EXPECT_EQ(names(duplicates), (Names{{"A.app", "B.app"}}));
 }
 
-TEST_F(DuplicateSearch, AFileThatVanishesBeforeItIsReadTakesNoPart) {
-    for (const char* name : {"a", "b", "gone"}) writeFile(dir / name, "three copies");
+// A file gone before its first read and one that fails mid-file (under
+// short, interrupted reads) drop out alone, each with one line.
+TEST_F(DuplicateSearch, FilesThatFailToReadDropOutWithOneLineEach) {
+    for (const char* name : {"a", "b", "c", "gone"}) writeFileOfSize(dir / name, 5000, 'm');
     bool walked = false;
     finder.onProgress = [&](double value) { walked = walked || value == 0.3; };
     onPath = [&](const dff::Path& path) {
         if (walked && path.str() == dir / "gone") std::remove(path.cStr());
     };
+    testing_support::ScopedFaultyReads faults({.chunk = 700, .interrupt = true, .failAt = 4096, .failIn = "/b"});
     testing_support::LogLines log;
     search();
-    EXPECT_EQ(names(duplicates), (Names{{"a", "b"}}));
-    EXPECT_EQ(log.taken(), (std::vector<std::string>{"duplicates: Failed to open file: " + dir / "gone" +
-                                                     ": No such file or directory (errno 2)"}));
+    EXPECT_EQ(names(duplicates), (Names{{"a", "c"}}));
+    EXPECT_EQ(log.taken(), (std::vector<std::string>{
+                               "duplicates: Failed to open file: " + dir / "gone" + ": No such file or directory (errno 2)",
+                               "duplicates: Failed to read file: " + dir / "b" + ": Input/output error (errno 5)"}));
 }
 
 // Each search reads through buffers of its own: two at once on two threads
@@ -237,38 +242,32 @@ TEST_F(DuplicateSearch, AFileThatGrowsAfterTheWalkIsReadUpToItsListedSize) {
 // A stop in a later stage ends that stage: no package is read further and
 // no folder digested after it, and the search still ends at 0.9.
 TEST_F(DuplicateSearch, StopDuringThePackageAndFolderStagesEndsThem) {
-    for (const char* package : {"A.app", "B.app"}) writeFile(dir / (std::string(package) + "/Contents/bin"), "binary");
     double stage = 0;
     finder.onProgress = [&](double value) {
         progress.push_back(value);
         stage = value;
     };
-    std::vector<std::string> readInStage;
-    onPath = [&](const dff::Path& path) {
-        if (stage != 0.6) return;
-        readInStage.push_back(path.str());
-        finder.stop();
+    // Searches, stopping at the first path reported after progress `after`;
+    // gives how many paths that stage reported.
+    auto searchStoppingAfter = [&](double after) {
+        size_t reported = 0;
+        onPath = [&, after](const dff::Path&) {
+            if (stage != after) return;
+            ++reported;
+            finder.stop();
+        };
+        search();
+        finder.releaseFiles();
+        return reported;
     };
-    search();
-    EXPECT_EQ(readInStage.size(), 1u) << "packages read after the stop";
+
+    for (const char* package : {"A.app", "B.app"}) writeFile(dir / (std::string(package) + "/Contents/bin"), "binary");
+    EXPECT_EQ(searchStoppingAfter(0.6), 1u) << "packages read after the stop";
     EXPECT_TRUE(duplicates.empty());
     EXPECT_EQ(progress.back(), 0.9);
 
-    finder.releaseFiles();
-    fs::remove_all(dir / "A.app");
-    fs::remove_all(dir / "B.app");
-    for (const char* folder : {"one/", "two/", "three/", "four/"}) {
-        writeFile(dir / (std::string(folder) + "x"), "same x");
-        writeFile(dir / (std::string(folder) + "in/y"), "same y");
-    }
-    readInStage.clear();
-    onPath = [&](const dff::Path& path) {
-        if (stage != 0.8) return;
-        readInStage.push_back(path.str());
-        finder.stop();
-    };
-    search();
-    EXPECT_EQ(readInStage.size(), 1u) << "folders digested after the stop";
+    for (const char* folder : {"one/", "two/", "three/", "four/"}) writeFile(dir / (std::string(folder) + "in/y"), "y");
+    EXPECT_EQ(searchStoppingAfter(0.8), 1u) << "folders digested after the stop";
     EXPECT_EQ(progress.back(), 0.9);
 }
 
