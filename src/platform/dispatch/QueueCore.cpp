@@ -4,8 +4,11 @@
 #include "platform/dispatch/RunLogged.h"
 #include "platform/dispatch/Timers.h"
 
+#include <mutex>
 #include <optional>
 #include <stdexcept>
+#include <thread>
+#include <unordered_map>
 
 namespace platform::dispatch::internal {
 
@@ -27,8 +30,63 @@ bool isRunningOn(const QueueCore* queue) {
     return false;
 }
 
-FrameScope::FrameScope(QueueCore* queue) : _frame{queue, tlFrame} { tlFrame = &_frame; }
-FrameScope::~FrameScope() { tlFrame = _frame.outer; }
+FrameScope::FrameScope(QueueCore* queue) : _frame{queue, tlFrame} {
+    tlFrame = &_frame;
+    if (queue->kind() == Kind::serial) {
+        _outerRunner = queue->runner();
+        queue->setRunner(std::this_thread::get_id());
+    }
+}
+
+FrameScope::~FrameScope() {
+    tlFrame = _frame.outer;
+    if (_frame.queue->kind() == Kind::serial) _frame.queue->setRunner(_outerRunner);
+}
+
+namespace {
+
+// Which thread waits in a sync for which serial queue. A sync that would
+// wait for a queue whose runner waits, through any chain of such waits, for
+// the caller can never end: it is refused instead.
+class SyncWaits {
+public:
+    // Notes that this thread waits for `queue`; throws std::logic_error when
+    // that closes a cycle.
+    explicit SyncWaits(const QueueCore* queue) : _self(std::this_thread::get_id()) {
+        std::lock_guard lock(mutex());
+        const QueueCore* next = queue;
+        // A chain is at most as long as the threads that wait.
+        for (size_t hops = 0; next != nullptr && hops <= waiting().size(); ++hops) {
+            std::thread::id runner = next->runner();
+            if (runner == _self)
+                throw std::logic_error("dispatch: sync onto queue \"" + queue->label() +
+                                       "\" would deadlock: its runner waits for this thread's queue");
+            auto it = waiting().find(runner);
+            next = it == waiting().end() ? nullptr : it->second;
+        }
+        waiting()[_self] = queue;
+    }
+    ~SyncWaits() {
+        std::lock_guard lock(mutex());
+        waiting().erase(_self);
+    }
+    SyncWaits(const SyncWaits&) = delete;
+    SyncWaits& operator=(const SyncWaits&) = delete;
+
+private:
+    static std::mutex& mutex() {
+        static auto* m = new std::mutex;
+        return *m;
+    }
+    static std::unordered_map<std::thread::id, const QueueCore*>& waiting() {
+        static auto* w = new std::unordered_map<std::thread::id, const QueueCore*>;
+        return *w;
+    }
+
+    std::thread::id _self;
+};
+
+}  // namespace
 
 QueueCore::QueueCore(std::string label, QoS qos, Kind kind)
     : _label(std::move(label)), _qos(qos), _kind(kind) {}
@@ -220,6 +278,8 @@ void QueueCore::releaseInline(bool barrier) {
 }
 
 void QueueCore::syncQueued(const std::function<void()>* block, const WorkItemPtr& workItem, bool barrier) {
+    std::optional<SyncWaits> noted;
+    if (_kind == Kind::serial) noted.emplace(this);
     auto wait = std::make_shared<SyncWait>();
     Item item;
     item.syncBlock = block;
