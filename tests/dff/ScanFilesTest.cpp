@@ -5,6 +5,7 @@
 #include "support/PhotoLibraryBuilder.h"
 #include "support/ScopedSimulatedClock.h"
 #include "support/TempDir.h"
+#include "support/WithoutFileRights.h"
 
 #include <gtest/gtest.h>
 
@@ -204,21 +205,20 @@ TEST_F(ScanFiles, OddEntriesAndUnreadableFoldersMarkTheirFolder) {
     std::filesystem::create_directories(dir / "r/fifo");
     ASSERT_EQ(::mkfifo((dir / "r/fifo/pipe").c_str(), 0600), 0);
     std::filesystem::create_directories(dir / "r/locked");
-    auto root = [&] {
-        if (::geteuid() == 0) return scan(dir / "r");  // root reads every folder
-        ::chmod((dir / "r/locked").c_str(), 0);
-        return scan(dir / "r");
-    }();
+    ::chmod((dir / "r/locked").c_str(), 0);
+    testing_support::LogLines log;
+    std::shared_ptr<dff::Directory> root;
+    ASSERT_TRUE(testing_support::runWithoutFileRights([&] { root = scan(dir / "r"); }));
+    ::chmod((dir / "r/locked").c_str(), 0700);
     EXPECT_TRUE(subdirectory(*root, "fifo")->unique);
     EXPECT_TRUE(subdirectory(*root, "fifo")->children.empty());
-    if (::geteuid() != 0) {
-        EXPECT_TRUE(subdirectory(*root, "locked")->unique);
-    }
+    EXPECT_TRUE(subdirectory(*root, "locked")->unique);
 
-    testing_support::LogLines log;
     EXPECT_TRUE(scan(dir / "missing")->unique);
-    EXPECT_EQ(log.taken(), (std::vector<std::string>{"duplicates: Failed to open directory: " + dir / "missing" +
-                                                     ": No such file or directory (errno 2)"}));
+    EXPECT_EQ(log.taken(), (std::vector<std::string>{
+                               "duplicates: Failed to open directory: " + dir / "r/locked" + ": Permission denied (errno 13)",
+                               "duplicates: Failed to open directory: " + dir / "missing" +
+                                   ": No such file or directory (errno 2)"}));
 }
 
 TEST_F(ScanFiles, EveryEntryIsReportedBeforeItIsLookedAt) {
