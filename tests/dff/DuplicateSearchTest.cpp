@@ -271,20 +271,6 @@ TEST_F(DuplicateSearch, StopDuringThePackageAndFolderStagesEndsThem) {
     EXPECT_EQ(progress.back(), 0.9);
 }
 
-TEST_F(DuplicateSearch, StopFromAnotherThreadIsSeen) {
-    for (int i = 0; i < 200; ++i) writeFileOfSize(dir / ("f" + std::to_string(i)), 20000, 'q');
-    std::atomic<bool> started{false};
-    finder.onProgress = [&](double) { started = true; };
-    std::thread stopper([&] {
-        while (!started) std::this_thread::yield();
-        finder.stop();
-    });
-    search();
-    stopper.join();
-    EXPECT_TRUE(finder.stopped);
-    for (const auto& group : duplicates) EXPECT_GE(group.size(), 2u);
-}
-
 // A search holds its worker for as long as the disk takes; the pool must
 // know, or queued work waits behind it.
 TEST(DuplicateSearches, CountAsABlockingCallOnAPoolWorker) {
