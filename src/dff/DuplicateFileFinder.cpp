@@ -2,35 +2,22 @@
 
 #include "dff/PhotoLibraryReader.h"
 #include "dff/internal/EntryType.h"
+#include "dff/internal/Failure.h"
+#include "dff/internal/TextArena.h"
 #include "platform/FileTypes.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <strings.h>
 #include <sys/stat.h>
 
-#include <chrono>
+#include <cerrno>
 #include <cstring>
 #include <stdexcept>
 
 namespace dff {
 
 namespace {
-
-// Path reports are limited to one per 0.04 s, counted in microseconds.
-constexpr long long kReportInterval = 40000;
-
-// The limit is read on a monotonic clock in microseconds rather than on
-// clock(): the processor clock costs a system call, and it is read for every
-// entry of the walk and every file read.
-long long processorClock() {
-    return std::chrono::duration_cast<std::chrono::microseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
-
-long long (*reportClock)() = processorClock;
-// One value for the whole process, as the limit is for the user's eyes.
-long long lastReport = 0;
 
 struct DirCloser {
     void operator()(DIR* dir) const { ::closedir(dir); }
@@ -58,7 +45,12 @@ template <class T, class Index>
 bool takeSized(Directory* directory, DIR* dir, const dirent* entry, const Path& path, internal::TextArena& texts,
                long long minFileSize, Index& index) {
     struct stat st {};
-    if (::fstatat(::dirfd(dir), entry->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0 || st.st_size < minFileSize) {
+    if (::fstatat(::dirfd(dir), entry->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0) {
+        internal::logFailure("Failed to read file info", path, errno);
+        directory->unique = true;
+        return false;
+    }
+    if (st.st_size < minFileSize) {
         directory->unique = true;
         return false;
     }
@@ -70,12 +62,13 @@ bool takeSized(Directory* directory, DIR* dir, const dirent* entry, const Path& 
 
 bool isDSStore(const dirent* entry) { return std::strcmp(entry->d_name, ".DS_Store") == 0; }
 
-}  // namespace
-
+// True for the entries "." and "..".
 bool specialDirectory(const dirent* entry) {
     const char* name = entry->d_name;
     return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
 }
+
+}  // namespace
 
 long long packageFileSize(const Path& path) {
     platform::IndexedSizes sizes = platform::PackageIndex::shared()->sizes(path.str());
@@ -86,24 +79,23 @@ long long packageFileSize(const Path& path) {
 }
 
 DuplicateFileFinder::DuplicateFileFinder(ProgressCallback onProgress, PathCallback onCurrentPath)
-    : onProgress(std::move(onProgress)), onCurrentPath(std::move(onCurrentPath)) {}
+    : onProgress(std::move(onProgress)),
+      onCurrentPath(std::move(onCurrentPath)),
+      _pathTexts(std::make_unique<internal::TextArena>()) {}
+
+DuplicateFileFinder::~DuplicateFileFinder() { releaseFiles(); }
 
 void DuplicateFileFinder::releaseFiles() {
     directories.clear();
     libraries.clear();
-    pathTexts.clear();
+    _pathTexts->clear();
 }
 
 void DuplicateFileFinder::notifyCurrentPath(const Path& path) {
-    long long now = reportClock();
-    if (now - lastReport < kReportInterval) return;
-    lastReport = now;
+    platform::Clock::TimePoint now = platform::clock().now();
+    if (_lastReport && now - *_lastReport < _reportInterval) return;
+    _lastReport = now;
     onCurrentPath(path);
-}
-
-void DuplicateFileFinder::setProcessorClockForTesting(long long (*clock)()) {
-    reportClock = clock ? clock : processorClock;
-    lastReport = 0;
 }
 
 bool DuplicateFileFinder::withExtension(const char* name, size_t length, const char* extension) {
@@ -112,17 +104,14 @@ bool DuplicateFileFinder::withExtension(const char* name, size_t length, const c
     return ::strncasecmp(name + length - extensionLength, extension, extensionLength) == 0;
 }
 
-bool DuplicateFileFinder::withExtension(const dirent* entry, const char* extension) {
-    return withExtension(entry->d_name, std::strlen(entry->d_name), extension);
-}
-
 bool DuplicateFileFinder::withExtension(const Path& path, const char* extension) {
     return withExtension(path.cStr(), path.length(), extension);
 }
 
-bool DuplicateFileFinder::exclude(const dirent* entry) const {
+bool DuplicateFileFinder::excludesName(const char* name) const {
+    size_t length = std::strlen(name);
     for (const auto& extension : excludeExtensions)
-        if (withExtension(entry, extension.c_str())) return true;
+        if (withExtension(name, length, extension.c_str())) return true;
     return false;
 }
 
@@ -137,85 +126,66 @@ bool DuplicateFileFinder::isPackage(const char* path) {
     return path != nullptr && platform::isPackage(path);
 }
 
-std::shared_ptr<Directory> DuplicateFileFinder::scanFiles(const Path& root, Duplicate<long long, File*>& filesBySize,
-                                                          Duplicate<long long, Symlink*>& linksBySize,
-                                                          Duplicate<long long, Package*>& packagesBySize,
-                                                          std::deque<Package*>& unknownSizePackages, int& count) {
-    auto rootDirectory = make<Directory>(root, nullptr);
-    if (stopped) return rootDirectory;
+// One walk of scanFiles: where each kind of entry goes.
+class DuplicateFileFinder::Walk {
+public:
+    Walk(DuplicateFileFinder& finder, Duplicate<long long, File*>& filesBySize,
+         Duplicate<long long, Symlink*>& linksBySize, Duplicate<long long, Package*>& packagesBySize,
+         std::deque<Package*>& unknownSizePackages, int& count)
+        : _finder(finder),
+          _filesBySize(filesBySize),
+          _linksBySize(linksBySize),
+          _packagesBySize(packagesBySize),
+          _unknownSizePackages(unknownSizePackages),
+          _count(count) {}
 
-    std::deque<Directory*> stack{rootDirectory.get()};
-    const bool hiddenFolders = includeHiddenFolders;
-    std::string scratch;
-    while (!stack.empty()) {
-        Directory* directory = stack.back();
-        stack.pop_back();
-        if (stopped) {
+    void run(Directory* root) {
+        std::vector<Directory*> stack{root};
+        while (!stack.empty()) {
+            Directory* directory = stack.back();
+            stack.pop_back();
+            if (!list(directory, stack)) return;
+        }
+    }
+
+private:
+    // Takes the entries of `directory`, pushing its subfolders on `stack`.
+    // False after a stop, which marks the directory under way.
+    bool list(Directory* directory, std::vector<Directory*>& stack) {
+        if (_finder.stopped) {
             directory->unique = true;
-            return rootDirectory;
+            return false;
         }
         std::unique_ptr<DIR, DirCloser> dir(::opendir(directory->path.cStr()));
         if (!dir) {
+            internal::logFailure("Failed to open directory", directory->path, errno);
             directory->unique = true;
-            continue;
+            return true;
         }
         while (const dirent* entry = ::readdir(dir.get())) {
-            if (stopped) {
+            if (_finder.stopped) {
                 directory->unique = true;
-                return rootDirectory;
+                return false;
             }
             switch (internal::entryType(dir.get(), entry)) {
-            case DT_LNK: {
+            case DT_LNK:
                 // Links pass no filter but the size.
-                Path path = entryPath(scratch, directory->path, entry->d_name);
-                notifyCurrentPath(path);
-                takeSized<Symlink>(directory, dir.get(), entry, path, pathTexts, minFileSize, linksBySize);
+                takeSized<Symlink>(directory, dir.get(), entry, reported(directory, entry), *_finder._pathTexts,
+                                   _finder.minFileSize, _linksBySize);
                 break;
-            }
-            case DT_REG: {
+            case DT_REG:
                 if (isDSStore(entry)) break;
-                if (exclude(entry)) {
+                if (_finder.excludesName(entry->d_name)) {
                     directory->unique = true;
                     break;
                 }
-                Path path = entryPath(scratch, directory->path, entry->d_name);
-                notifyCurrentPath(path);
-                if (takeSized<File>(directory, dir.get(), entry, path, pathTexts, minFileSize, filesBySize)) ++count;
+                if (takeSized<File>(directory, dir.get(), entry, reported(directory, entry), *_finder._pathTexts,
+                                    _finder.minFileSize, _filesBySize))
+                    ++_count;
                 break;
-            }
-            case DT_DIR: {
-                if (specialDirectory(entry)) break;
-                Path path = entryPath(scratch, directory->path, entry->d_name);
-                notifyCurrentPath(path);
-                if (!isPackage(path.cStr())) {
-                    if (!hiddenFolders && entry->d_name[0] == '.') {
-                        directory->unique = true;
-                    } else if (exclude(path)) {
-                        directory->unique = true;
-                    } else {
-                        auto child = make<Directory>(kept(pathTexts, path), directory);
-                        stack.push_back(child.get());
-                        directory->children.push_back(std::move(child));
-                    }
-                    break;
-                }
-                if (exclude(entry)) {
-                    directory->unique = true;
-                    break;
-                }
-                long long size = packageFileSize(path);
-                if (size != 0 && size < minFileSize) {
-                    directory->unique = true;
-                    break;
-                }
-                auto package = make<Package>(kept(pathTexts, path), directory);
-                if (size != 0)
-                    packagesBySize.add(size, package.get());
-                else
-                    unknownSizePackages.push_back(package.get());
-                directory->children.push_back(std::move(package));
+            case DT_DIR:
+                if (!specialDirectory(entry)) takeFolder(directory, entry, stack);
                 break;
-            }
             default:
                 directory->unique = true;
                 break;
@@ -223,7 +193,62 @@ std::shared_ptr<Directory> DuplicateFileFinder::scanFiles(const Path& root, Dupl
         }
         // Folders are held until the search ends; keep only what they use.
         directory->children.shrink_to_fit();
+        return true;
     }
+
+    // The path of `entry`, reported; good until the next entry.
+    Path reported(const Directory* directory, const dirent* entry) {
+        Path path = entryPath(_scratch, directory->path, entry->d_name);
+        _finder.notifyCurrentPath(path);
+        return path;
+    }
+
+    // A folder is walked later; a package is sized by the index and never walked.
+    void takeFolder(Directory* directory, const dirent* entry, std::vector<Directory*>& stack) {
+        Path path = reported(directory, entry);
+        if (!DuplicateFileFinder::isPackage(path.cStr())) {
+            if ((!_finder.includeHiddenFolders && entry->d_name[0] == '.') || _finder.exclude(path)) {
+                directory->unique = true;
+                return;
+            }
+            auto child = make<Directory>(kept(*_finder._pathTexts, path), directory);
+            stack.push_back(child.get());
+            directory->children.push_back(std::move(child));
+            return;
+        }
+        if (_finder.excludesName(entry->d_name)) {
+            directory->unique = true;
+            return;
+        }
+        long long size = packageFileSize(path);
+        if (size != 0 && size < _finder.minFileSize) {
+            directory->unique = true;
+            return;
+        }
+        auto package = make<Package>(kept(*_finder._pathTexts, path), directory);
+        if (size != 0)
+            _packagesBySize.add(size, package.get());
+        else
+            _unknownSizePackages.push_back(package.get());
+        directory->children.push_back(std::move(package));
+    }
+
+    DuplicateFileFinder& _finder;
+    Duplicate<long long, File*>& _filesBySize;
+    Duplicate<long long, Symlink*>& _linksBySize;
+    Duplicate<long long, Package*>& _packagesBySize;
+    std::deque<Package*>& _unknownSizePackages;
+    int& _count;
+    std::string _scratch;
+};
+
+std::shared_ptr<Directory> DuplicateFileFinder::scanFiles(const Path& root, Duplicate<long long, File*>& filesBySize,
+                                                          Duplicate<long long, Symlink*>& linksBySize,
+                                                          Duplicate<long long, Package*>& packagesBySize,
+                                                          std::deque<Package*>& unknownSizePackages, int& count) {
+    auto rootDirectory = make<Directory>(root, nullptr);
+    if (stopped) return rootDirectory;
+    Walk(*this, filesBySize, linksBySize, packagesBySize, unknownSizePackages, count).run(rootDirectory.get());
     return rootDirectory;
 }
 
@@ -241,8 +266,9 @@ std::shared_ptr<PhotoLibrary> DuplicateFileFinder::scanPhotoLibrary(const Path& 
         unknownSizePackages.push_back(library.get());
     try {
         PhotoLibraryReader::readPhotos(*library);
-    } catch (const std::runtime_error&) {
+    } catch (const std::runtime_error& error) {
         // A library whose database can't be read still takes part as a package.
+        internal::logFailure(error.what(), path, 0);
     }
     for (Photo& photo : library->photos) {
         filesBySize.add(photo.size, &photo);

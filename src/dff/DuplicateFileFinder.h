@@ -16,8 +16,10 @@
 // Threading: the finder runs on one thread, and its callbacks are called
 // there; only the decoding of pictures is spread over the processors (with
 // results as of one thread). stop() may be called from any
-// other; the walk notices it between entries. Two finders must not run at
-// once: they share the readers' buffers and the time of the last path report.
+// other; the walk notices it between entries. Each finder has its own read
+// buffers and time of the last path report, so two finders may run at once
+// on two threads. On a worker of the dispatch pool a search counts as a
+// blocking call, so the pool may start another worker meanwhile.
 //
 //   dff::DuplicateFileFinder finder([](double) {}, [](const dff::Path& p) { show(p); });
 //   finder.paths = {dff::Path("/Users/a/Pictures")};
@@ -29,23 +31,24 @@
 #include "dff/File.h"
 #include "dff/PhotoLibrary.h"
 #include "dff/image/ImageHashValue.h"
-#include "dff/internal/TextArena.h"
-
-#include <dirent.h>
+#include "platform/Clock.h"
 
 #include <atomic>
-#include <ctime>
+#include <chrono>
 #include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
 namespace dff {
 
-// True for the entries "." and "..".
-bool specialDirectory(const dirent* entry);
+namespace internal {
+class TextArena;
+}
+
 // The size the metadata index gives for a package, or 0 when it is not
 // known: the size counts only when it is greater than the index's node count.
 long long packageFileSize(const Path& path);
@@ -57,6 +60,9 @@ public:
 
     // Both callbacks must be set; they are called on the thread of the search.
     DuplicateFileFinder(ProgressCallback onProgress, PathCallback onCurrentPath);
+    ~DuplicateFileFinder();
+    DuplicateFileFinder(const DuplicateFileFinder&) = delete;
+    DuplicateFileFinder& operator=(const DuplicateFileFinder&) = delete;
 
     // Vectors: a deque takes a 512-byte block even for a pair, and a search
     // may report thousands of pairs.
@@ -72,36 +78,35 @@ public:
 
     // Whether two picture hashes count as similar (dff::similarImages).
     static bool similar(const ImageHashValue& a, const ImageHashValue& b);
-    // 0 when the sets have the same members, 3 when they differ but share
-    // one, 2 when they share none.
+    // How two sets of picture keys stand to each other.
+    enum class SetRelation { same, overlapping, apart };
     template <class T>
-    static int compareSet(const std::set<T>& a, const std::set<T>& b);
+    static SetRelation compareSet(const std::set<T>& a, const std::set<T>& b);
 
     // Asks the running search to end; safe from any thread.
     void stop() { stopped = true; }
     // Drops the roots and libraries, freeing the whole model. Pointers from
     // a search are invalid afterwards.
     void releaseFiles();
-    // Hands `path` to onCurrentPath, unless less than 0.04 s (on a
-    // monotonic clock) passed since the last report of any finder.
+    // Hands `path` to onCurrentPath, unless less than 0.04 s (on
+    // platform::clock()) passed since this finder's last report.
     void notifyCurrentPath(const Path& path);
 
     // True when `extension` (as given: a caller that wants a dot gives it) is
     // strictly shorter than the name and ends it, case folded in ASCII.
     static bool withExtension(const char* name, size_t length, const char* extension);
-    static bool withExtension(const dirent* entry, const char* extension);
     static bool withExtension(const Path& path, const char* extension);
-    // True when the entry's name ends in one of excludeExtensions.
-    bool exclude(const dirent* entry) const;
+    // True when the entry name `name` ends in one of excludeExtensions.
+    bool excludesName(const char* name) const;
     // True when the path equals one of excludePaths, case folded in ASCII.
     bool exclude(const Path& path) const;
     // True when `path` is a folder the platform shows as one item; false on
     // any failure.
     static bool isPackage(const char* path);
 
-    // The clock that limits path reports, in microseconds (monotonic). Tests
-    // replace it (null restores the default); set it before a search runs.
-    static void setProcessorClockForTesting(long long (*clock)());
+    // The least time between two path reports; tests that act on every
+    // path set 0. Set it before a search runs.
+    void setReportIntervalForTesting(platform::Clock::Duration interval) { _reportInterval = interval; }
 
     // Settings, written by the owner before a search.
     std::vector<Path> paths;
@@ -113,9 +118,6 @@ public:
     ProgressCallback onProgress;
     PathCallback onCurrentPath;
 
-    // The path texts of what the searches found; declared before the
-    // objects that borrow them, so that it goes after them.
-    internal::TextArena pathTexts;
     // What the searches found, owned until releaseFiles().
     std::vector<std::shared_ptr<Directory>> directories;
     std::vector<std::shared_ptr<Package>> libraries;
@@ -165,16 +167,26 @@ protected:
     // Appends each group with a member outside a duplicate container.
     template <class T>
     void filter(Duplicate<HashValue, T*>& index, Groups& duplicates);
+
+private:
+    class Walk;
+
+    // The path texts of what the searches found, borrowed by their objects;
+    // the destructor frees the objects first.
+    std::unique_ptr<internal::TextArena> _pathTexts;
+    platform::Clock::Duration _reportInterval = std::chrono::milliseconds(40);
+    // Empty until the first report, which always goes through.
+    std::optional<platform::Clock::TimePoint> _lastReport;
 };
 
 template <class T>
-int DuplicateFileFinder::compareSet(const std::set<T>& a, const std::set<T>& b) {
-    if (a == b) return 0;
+DuplicateFileFinder::SetRelation DuplicateFileFinder::compareSet(const std::set<T>& a, const std::set<T>& b) {
+    if (a == b) return SetRelation::same;
     const std::set<T>& smaller = a.size() <= b.size() ? a : b;
     const std::set<T>& larger = a.size() <= b.size() ? b : a;
     for (const T& member : smaller)
-        if (larger.count(member) != 0) return 3;
-    return 2;
+        if (larger.count(member) != 0) return SetRelation::overlapping;
+    return SetRelation::apart;
 }
 
 }  // namespace dff

@@ -9,7 +9,9 @@
 #include "dff/image/ImageFiles.h"
 #include "dff/image/ImageHash.h"
 #include "dff/internal/DistinctRoots.h"
+#include "dff/internal/Failure.h"
 #include "dff/internal/ParallelEach.h"
+#include "platform/Dispatch.h"
 
 #include <strings.h>
 
@@ -37,26 +39,26 @@ bool isPhotoLibraryPath(const Path& path) {
 }
 
 // One file under comparison: where its reading stands and its digest so far.
-// Made when the file's group is first read: groups of every size wait on the
-// work list at once, and most files of a search may be in them.
-struct _Hash {
-    explicit _Hash(File* file) : file(file), reader(file) {}
+// Made when the file's group is first read: groups of every size wait to be
+// read at once, and most files of a search may be in them.
+struct FileComparison {
+    explicit FileComparison(File* file) : file(file), reader(file) {}
     File* file;
     FileReader reader;
     FileHasher hasher;
 };
 
-// Frees what a stage still holds in its work list when it ends early or
-// something other than a read error passes through.
-template <class T>
-struct WorkList {
-    // Vectors: a search may hold a group for every size at once.
-    std::deque<std::vector<T*>> groups;
-    ~WorkList() {
-        for (auto& group : groups)
-            for (T* item : group) delete item;
-    }
-};
+// Objects of one group that agree so far; the group owns their state.
+template <class Item>
+using Candidates = std::vector<std::unique_ptr<Item>>;
+// Groups still to compare, used from the back: a group is compared pass by
+// pass until it has split into loners or its members are complete, and the
+// groups split off a pass go on top.
+template <class Item>
+using WorkList = std::vector<Candidates<Item>>;
+// A pass: the members of a group still incomplete, as their places in the
+// group, under their digest so far.
+using Pass = Duplicate<HashValue, size_t>;
 
 // Walks an index from the root with a stack of its own, so the caller may
 // consume each node's values as it goes.
@@ -74,11 +76,160 @@ void walkNodes(Duplicate<K, V>& index, const std::atomic<bool>& stopped, Visit v
     }
 }
 
+File& objectOf(FileComparison& item) { return *item.file; }
+Package& objectOf(PackageHasher& item) { return *item.package; }
+
+// Splits `group` by the digests of its pass: a member alone under its digest
+// is unlike all others and goes to `loner` (its state is freed with the
+// group); members that still agree move into a new group on top of `work`.
+// After a stop, the members of nodes not visited count as unproven.
+template <class Item, class Loner>
+void regroup(Pass& pass, Candidates<Item>& group, WorkList<Item>& work, const std::atomic<bool>& stopped,
+             Loner loner) {
+    walkNodes(pass, stopped, [&](Pass::Node& node) {
+        if (node.values.size() == 1) {
+            loner(*group[node.values.front()]);
+        } else {
+            Candidates<Item>& next = work.emplace_back();
+            next.reserve(node.values.size());
+            for (size_t member : node.values) next.push_back(std::move(group[member]));
+        }
+        node.values.clear();
+    });
+    walkNodes(pass, std::atomic<bool>(false), [&](Pass::Node& node) {
+        for (size_t member : node.values) objectOf(*group[member]).unique = true;
+        node.values.clear();
+    });
+}
+
+// Marks `unique` the object of every node that holds one value: it has no twin.
+template <class K, class T>
+void markLoners(Duplicate<K, T*>& index) {
+    for (auto node = index.begin(); node != index.end(); ++node)
+        if (node->values.size() == 1) node->values.front()->unique = true;
+}
+
+// The file stage: reads the files of each size in passes, comparing digests
+// after each.
+class FileStage {
+public:
+    FileStage(DuplicateFileFinder& finder, std::vector<File*>* pictures, Duplicate<HashValue, File*>& fileHashes,
+              double step)
+        : _finder(finder), _pictures(pictures), _fileHashes(fileHashes), _step(step) {}
+
+    void run(Duplicate<long long, File*>& filesBySize) {
+        if (_finder.stopped) return;
+        // Files alone of their size are never read; the others make a group,
+        // whose reading state is made when it is first read.
+        std::vector<const Duplicate<long long, File*>::Values*> unread;
+        for (auto it = filesBySize.begin(); it != filesBySize.end(); ++it) {
+            if (it->values.size() > 1) {
+                unread.push_back(&it->values);
+                continue;
+            }
+            if (_finder.stopped) return;
+            setAside(*it->values.front());
+            raise();
+        }
+
+        WorkList<FileComparison> work;
+        while (!work.empty() || !unread.empty()) {
+            if (work.empty()) {
+                if (_finder.stopped) return;
+                Candidates<FileComparison>& group = work.emplace_back();
+                group.reserve(unread.back()->size());
+                for (File* file : *unread.back()) group.push_back(std::make_unique<FileComparison>(file));
+                unread.pop_back();
+            }
+            Candidates<FileComparison> group = std::move(work.back());
+            work.pop_back();
+            Pass pass;
+            if (!readPass(group, pass)) return;
+            regroup(pass, group, work, _finder.stopped, [this](FileComparison& loner) { setAside(*loner.file); });
+        }
+        if (!_finder.stopped) markLoners(_fileHashes);
+    }
+
+private:
+    // A file without a twin, or that can't be read: unique, and compared as
+    // a picture later if its name says it is one; its bytes are looked at
+    // only then.
+    void setAside(File& file) {
+        if (_pictures != nullptr && file.path.length() != 0 && hasPictureName(file.path)) _pictures->push_back(&file);
+        file.unique = true;
+    }
+
+    void raise() {
+        _progress = std::min(_progress + _step, 0.5);
+        _finder.onProgress(_progress);
+    }
+
+    // One pass over `group`: complete members go to the file digests, those
+    // with bytes left to `pass`, unreadable ones aside. Members are read a
+    // few at a time, in step, and their digests fed side by side; what
+    // happens to each is decided in the group's order. False after a stop.
+    bool readPass(Candidates<FileComparison>& group, Pass& pass) {
+        for (size_t start = 0; start < group.size();) {
+            size_t room = std::min(FileReader::kMaxTogether, group.size() - start);
+            size_t count = 0;
+            bool stopping = false;
+            FileReader* readers[FileReader::kMaxTogether];
+            MD5* states[FileReader::kMaxTogether];
+            for (; count < room; ++count) {
+                if ((stopping = _finder.stopped)) break;
+                FileComparison& member = *group[start + count];
+                _finder.notifyCurrentPath(member.file->path);
+                raise();
+                readers[count] = &member.reader;
+                states[count] = &member.hasher.md5;
+            }
+            FileReader::Outcome outcomes[FileReader::kMaxTogether];
+            FileReader::readTogether(_buffers, readers, count, outcomes,
+                                     [&](const unsigned char* const* data, const size_t* lengths) {
+                                         MD5::updateTogether(states, data, lengths, count);
+                                     });
+            for (size_t i = 0; i < count; ++i, ++start) {
+                std::unique_ptr<FileComparison>& member = group[start];
+                File* file = member->file;
+                if (outcomes[i].error != nullptr) {
+                    internal::logFailure(outcomes[i].error, file->path, outcomes[i].errorNumber);
+                    setAside(*file);
+                    member.reset();
+                    continue;
+                }
+                member->hasher.md5.hashValue(file->hash);
+                if (outcomes[i].complete) {
+                    _fileHashes.add(file->hash, file);
+                    member.reset();
+                } else {
+                    pass.add(file->hash, start);
+                }
+            }
+            if (stopping) {
+                group[start]->file->unique = true;
+                return false;
+            }
+        }
+        return true;
+    }
+
+    DuplicateFileFinder& _finder;
+    std::vector<File*>* _pictures;
+    Duplicate<HashValue, File*>& _fileHashes;
+    double _step;
+    double _progress = 0.3;
+    // The search's own: two searches may read at once.
+    FileReader::ReadBuffers _buffers;
+};
+
 }  // namespace
 
 bool DuplicateFileFinder::similar(const ImageHashValue& a, const ImageHashValue& b) { return similarImages(a, b); }
 
 void DuplicateFileFinder::find(Groups& duplicates, Groups& similarGroups, bool onlyDuplicates) {
+    // A search holds its thread for as long as the disk takes: on a pool
+    // worker, the pool may start another meanwhile.
+    platform::dispatch::ScopedBlockingCall blocking;
     stopped = false;
     Duplicate<long long, File*> filesBySize;
     Duplicate<long long, Symlink*> linksBySize;
@@ -131,118 +282,7 @@ void DuplicateFileFinder::find(Groups& duplicates, Groups& similarGroups, bool o
 
 void DuplicateFileFinder::findDuplicateFiles(Duplicate<long long, File*>& filesBySize, std::vector<File*>* pictures,
                                              Duplicate<HashValue, File*>& fileHashes, double step) {
-    if (stopped) return;
-    // A file without a twin is compared as a picture later, if its name
-    // says it is one; its bytes are looked at only then.
-    auto takePicture = [pictures](File* file) {
-        if (pictures != nullptr && file->path.length() != 0 && hasPictureName(file->path))
-            pictures->push_back(file);
-    };
-    double progress = 0.3;
-    auto raise = [&] {
-        progress = std::min(progress + step, 0.5);
-        onProgress(progress);
-    };
-
-    // Files alone of their size are never read; the others make a group,
-    // whose digest states wait until it is read.
-    std::vector<const Duplicate<long long, File*>::Values*> unread;
-    for (auto it = filesBySize.begin(); it != filesBySize.end(); ++it) {
-        if (it->values.size() == 1) {
-            if (stopped) return;
-            File* file = it->values.front();
-            takePicture(file);
-            raise();
-            file->unique = true;
-            continue;
-        }
-        unread.push_back(&it->values);
-    }
-
-    // The work list is used as a stack: a group is read pass by pass until
-    // it has split into loners or its members are complete. Groups split
-    // off a pass go on top of those still unread.
-    WorkList<_Hash> work;
-    while (!work.groups.empty() || !unread.empty()) {
-        if (work.groups.empty()) {
-            if (stopped) return;
-            work.groups.emplace_back();
-            for (File* file : *unread.back()) work.groups.back().push_back(new _Hash(file));
-            unread.pop_back();
-        }
-        Duplicate<HashValue, _Hash*> pass;
-        std::vector<_Hash*>& group = work.groups.back();
-        // Members are read a few at a time, in step, and their digests fed
-        // side by side; what happens to each is decided in the group's order.
-        for (size_t start = 0; start < group.size();) {
-            _Hash** batch = group.data() + start;
-            size_t room = std::min(FileReader::kMaxTogether, group.size() - start);
-            size_t count = 0;
-            bool stopping = false;
-            FileReader* readers[FileReader::kMaxTogether];
-            MD5* states[FileReader::kMaxTogether];
-            for (; count < room; ++count) {
-                if ((stopping = stopped)) break;
-                notifyCurrentPath(batch[count]->file->path);
-                raise();
-                readers[count] = &batch[count]->reader;
-                states[count] = &batch[count]->hasher.md5;
-            }
-            start += count;
-            FileReader::Outcome outcomes[FileReader::kMaxTogether];
-            FileReader::readTogether(readers, count, outcomes,
-                                     [&](const unsigned char* const* data, const size_t* lengths) {
-                                         MD5::updateTogether(states, data, lengths, count);
-                                     });
-            for (size_t i = 0; i < count; ++i) {
-                _Hash*& entry = batch[i];
-                File* file = entry->file;
-                if (outcomes[i].error != nullptr) {
-                    takePicture(file);
-                    file->unique = true;
-                    delete std::exchange(entry, nullptr);
-                    continue;
-                }
-                entry->hasher.md5.hashValue(file->hash);
-                if (outcomes[i].complete) {
-                    fileHashes.add(file->hash, file);
-                    delete std::exchange(entry, nullptr);
-                } else {
-                    pass.add(file->hash, entry);
-                }
-            }
-            if (stopping) {
-                batch[count]->file->unique = true;
-                return;
-            }
-        }
-        // What is in `pass` is now owned by the pass's walk below.
-        work.groups.pop_back();
-        walkNodes(pass, stopped, [&](auto& node) {
-            if (node.values.size() == 1) {
-                _Hash* item = node.values.front();
-                takePicture(item->file);
-                item->file->unique = true;
-                delete item;
-            } else {
-                work.groups.emplace_back(node.values.begin(), node.values.end());
-            }
-            node.values.clear();
-        });
-        // A stop in the walk leaves some nodes unvisited; their files are freed
-        // and count as unproven.
-        walkNodes(pass, std::atomic<bool>(false), [&](auto& node) {
-            for (_Hash* item : node.values) {
-                item->file->unique = true;
-                delete item;
-            }
-            node.values.clear();
-        });
-    }
-
-    walkNodes(fileHashes, stopped, [](auto& node) {
-        if (node.values.size() == 1) node.values.front()->unique = true;
-    });
+    FileStage(*this, pictures, fileHashes, step).run(filesBySize);
 }
 
 void DuplicateFileFinder::calcImageHash(const std::vector<File*>& files, Duplicate<ImageHashValue, File*>& images) {
@@ -255,7 +295,8 @@ void DuplicateFileFinder::calcImageHash(const std::vector<File*>& files, Duplica
                                     try {
                                         hashes[i] = hashImage(*files[i]);
                                     } catch (const std::runtime_error&) {
-                                        // A picture that does not decode takes no part.
+                                        // A picture that does not decode takes no part
+                                        // (hashImage said why).
                                     }
                                 });
     for (size_t i = 0; i < files.size(); ++i)
@@ -296,10 +337,10 @@ void DuplicateFileFinder::findSimilarFiles(Duplicate<ImageHashValue, File*>& ima
         bool placed = false;
         for (size_t g = 0; g < groups.size() && !placed; ++g) {
             if (stopped) return;
-            int relation = compareSet(keys, groups[g].first);
-            if (relation == 2) continue;
+            SetRelation relation = compareSet(keys, groups[g].first);
+            if (relation == SetRelation::apart) continue;
             placed = true;
-            if (relation == 0) break;
+            if (relation == SetRelation::same) break;
             // Overlapping groups merge, sorted by path; the merged group goes
             // to the end and is not compared with later groups again.
             auto merged = std::move(groups[g]);
@@ -318,11 +359,9 @@ void DuplicateFileFinder::findSimilarFiles(Duplicate<ImageHashValue, File*>& ima
 
 void DuplicateFileFinder::findDuplicateLinks(Duplicate<long long, Symlink*>& linksBySize) {
     if (stopped) return;
+    markLoners(linksBySize);
     for (auto it = linksBySize.begin(); it != linksBySize.end(); ++it) {
-        if (it->values.size() == 1) {
-            it->values.front()->unique = true;
-            continue;
-        }
+        if (it->values.size() == 1) continue;
         Duplicate<HashValue, Symlink*> byTarget;
         for (Symlink* link : it->values) {
             if (hashSymlink(*link, link->hash))
@@ -330,8 +369,7 @@ void DuplicateFileFinder::findDuplicateLinks(Duplicate<long long, Symlink*>& lin
             else
                 link->unique = true;
         }
-        for (auto node = byTarget.begin(); node != byTarget.end(); ++node)
-            if (node->values.size() == 1) node->values.front()->unique = true;
+        markLoners(byTarget);
     }
 }
 
@@ -341,21 +379,24 @@ void DuplicateFileFinder::findDuplicatePackages(Duplicate<long long, Package*>& 
     if (stopped) return;
     WorkList<PackageHasher> work;
     // A package of unknown size could equal any other, so then all are one group.
-    if (!unknownSizePackages.empty()) work.groups.emplace_back();
+    if (!unknownSizePackages.empty()) work.emplace_back();
     for (auto it = packagesBySize.begin(); it != packagesBySize.end(); ++it) {
-        if (unknownSizePackages.empty()) work.groups.emplace_back();
-        for (Package* package : it->values) work.groups.back().push_back(new PackageHasher(package, minFileSize));
+        if (unknownSizePackages.empty()) work.emplace_back();
+        for (Package* package : it->values) work.back().push_back(std::make_unique<PackageHasher>(package, minFileSize));
     }
-    for (Package* package : unknownSizePackages) work.groups.back().push_back(new PackageHasher(package, minFileSize));
+    for (Package* package : unknownSizePackages)
+        work.back().push_back(std::make_unique<PackageHasher>(package, minFileSize));
 
-    while (!work.groups.empty()) {
-        Duplicate<HashValue, PackageHasher*> pass;
-        for (PackageHasher*& entry : work.groups.back()) {
-            PackageHasher* hasher = std::exchange(entry, nullptr);
+    while (!work.empty()) {
+        Candidates<PackageHasher> group = std::move(work.back());
+        work.pop_back();
+        Pass pass;
+        for (size_t member = 0; member < group.size(); ++member) {
+            std::unique_ptr<PackageHasher>& hasher = group[member];
             Package* package = hasher->package;
             if (stopped) {
                 package->unique = true;
-                delete hasher;
+                hasher.reset();
                 continue;
             }
             try {
@@ -364,24 +405,21 @@ void DuplicateFileFinder::findDuplicatePackages(Duplicate<long long, Package*>& 
                 hasher->md5.hashValue(package->hash);
                 if (complete) {
                     packageHashes.add(package->hash, package);
-                    delete hasher;
+                    hasher.reset();
                 } else {
-                    pass.add(package->hash, hasher);
+                    pass.add(package->hash, member);
                 }
-            } catch (const std::runtime_error&) {
+            } catch (const ReadError& error) {
+                internal::logFailure(error.what(), package->path, error.errorNumber());
                 package->unique = true;
-                delete hasher;
+                hasher.reset();
+            } catch (const std::runtime_error&) {
+                // Too small, or holding what no package should: no failure.
+                package->unique = true;
+                hasher.reset();
             }
         }
-        work.groups.pop_back();
-        for (auto node = pass.begin(); node != pass.end(); ++node) {
-            if (node->values.size() == 1) {
-                node->values.front()->package->unique = true;
-                delete node->values.front();
-            } else {
-                work.groups.emplace_back(node->values.begin(), node->values.end());
-            }
-        }
+        regroup(pass, group, work, stopped, [](PackageHasher& loner) { loner.package->unique = true; });
     }
     markDuplicateContainers<Package>(packageHashes);
 }
@@ -392,13 +430,16 @@ void DuplicateFileFinder::findDuplicateDirectories(Directory* root, Duplicate<Ha
     MD5 md5;
     std::vector<std::pair<Directory*, bool>> stack{{root, true}};
     while (!stack.empty()) {
+        // Folders digested so far stand; the rest take no part.
+        if (stopped) return;
         auto& [directory, firstVisit] = stack.back();
         if (firstVisit) {
             firstVisit = false;
             Directory* parent = directory;
             for (const auto& child : parent->children) {
-                if (child->unique) parent->unique = true;
-                if (typeid(*child) == typeid(Directory)) stack.emplace_back(static_cast<Directory*>(child.get()), true);
+                File& object = *child;
+                if (object.unique) parent->unique = true;
+                if (typeid(object) == typeid(Directory)) stack.emplace_back(static_cast<Directory*>(&object), true);
             }
             continue;
         }
@@ -434,13 +475,10 @@ void DuplicateFileFinder::findDuplicateDirectories(Directory* root, Duplicate<Ha
 
 template <class T>
 void DuplicateFileFinder::markDuplicateContainers(Duplicate<HashValue, T*>& index) {
-    for (auto node = index.begin(); node != index.end(); ++node) {
-        if (node->values.size() == 1) {
-            node->values.front()->unique = true;
-            continue;
-        }
-        for (T* container : node->values) container->duplicate = true;
-    }
+    markLoners(index);
+    for (auto node = index.begin(); node != index.end(); ++node)
+        if (node->values.size() > 1)
+            for (T* container : node->values) container->duplicate = true;
 }
 
 template <class T>

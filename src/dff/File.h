@@ -11,9 +11,8 @@
 //
 // Ownership: a Directory owns its children through shared pointers; the
 // finder owns the roots. Every other reference is a plain pointer valid until
-// the finder releases its files. The destructor is not virtual, so shared
-// pointers must be made for the real class (std::make_shared<Directory>, or
-// dff::make<Directory>), which gives them a deleter of that class.
+// the finder releases its files. The destructor is virtual: an object may
+// be deleted through any of its bases.
 //
 // Threading: objects are used by the one thread of a search.
 //
@@ -36,6 +35,11 @@ class Container;
 class File {
 public:
     File(Path path, long long size, Container* parent) : path(std::move(path)), size(size), parent(parent) {}
+    virtual ~File() = default;
+    File(const File&) = default;
+    File(File&&) = default;
+    File& operator=(const File&) = default;
+    File& operator=(File&&) = default;
 
     Path path;
     // For a file or link the size lstat gave; for a Directory or Package the
@@ -56,9 +60,6 @@ public:
     // The uniform type identifier, read once and then kept. Null when it
     // can't be read; a failed read is not cached.
     const std::string* getType();
-
-    // Makes the class polymorphic, so the run-time class can be asked.
-    virtual void typeInfo() {}
 };
 
 class Symlink : public File {
@@ -86,7 +87,7 @@ public:
     Package(Path path, Container* parent) : Container(std::move(path), 0, parent) {}
 };
 
-// A shared pointer whose deleter is that of T, the real class.
+// A shared pointer to a new T.
 template <class T, class... Args>
 std::shared_ptr<T> make(Args&&... args) {
     return std::make_shared<T>(std::forward<Args>(args)...);

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <stdexcept>
 
@@ -13,20 +14,20 @@ namespace dff {
 
 namespace {
 
-// Bytes asked of the system at once: far fewer calls than a block at a time,
-// while a chunk of every reader still fits the processor's cache.
-constexpr long long kChunkSize = 64 * 1024;
-
-unsigned char chunks[FileReader::kMaxTogether][kChunkSize];
+ssize_t systemPread(int fd, void* into, size_t count, off_t offset) { return ::pread(fd, into, count, offset); }
+std::atomic<FileReader::PreadFunction> preadCall{systemPread};
 
 // Reads `want` bytes at `offset`, going on after short reads, so that
 // readers of equal files stay in step. Gives the bytes read; fewer than
-// `want` only at the end of the file or on an error.
-long long readFully(int fd, unsigned char* into, long long want, long long offset) {
+// `want` only at the end of the file or on an error, whose errno goes to
+// `error`.
+long long readFully(int fd, unsigned char* into, long long want, long long offset, int& error) {
     long long got = 0;
     while (got < want) {
-        ssize_t n = ::pread(fd, into + got, static_cast<size_t>(want - got), static_cast<off_t>(offset + got));
+        ssize_t n = preadCall.load(std::memory_order_relaxed)(fd, into + got, static_cast<size_t>(want - got),
+                                                             static_cast<off_t>(offset + got));
         if (n < 0 && errno == EINTR) continue;
+        if (n < 0) error = errno;
         if (n <= 0) break;
         got += n;
     }
@@ -35,9 +36,9 @@ long long readFully(int fd, unsigned char* into, long long want, long long offse
 
 }  // namespace
 
-void FileReader::readTogether(FileReader* const* readers, size_t count, Outcome* outcomes,
+void FileReader::readTogether(ReadBuffers& buffers, FileReader* const* readers, size_t count, Outcome* outcomes,
                               const std::function<void(const unsigned char* const* data, const size_t* lengths)>& consume) {
-    if (count > kMaxTogether) throw std::invalid_argument("Too many readers at once");
+    if (count > kMaxTogether || count > buffers.readers()) throw std::invalid_argument("Too many readers at once");
     int fds[kMaxTogether];
     // Closed however the reading ends, also when `consume` throws.
     struct Closer {
@@ -64,6 +65,7 @@ void FileReader::readTogether(FileReader* const* readers, size_t count, Outcome*
         fds[i] = platform::openRegularFile(reader.path->cStr());
         if (fds[i] < 0) {
             outcomes[i].error = "Failed to open file";
+            outcomes[i].errorNumber = errno;
         } else if (reader.position < 0) {
             outcomes[i].error = "Failed to set file position";
         } else {
@@ -79,12 +81,12 @@ void FileReader::readTogether(FileReader* const* readers, size_t count, Outcome*
     size_t lengths[kMaxTogether];
     while (running > 0) {
         for (size_t i = 0; i < count; ++i) {
-            data[i] = chunks[i];
+            data[i] = buffers.chunk(i);
             lengths[i] = 0;
             if (!active[i]) continue;
             FileReader& reader = *readers[i];
             long long want = std::min({kChunkSize, reader.size - reader.position, budget[i]});
-            long long got = readFully(fds[i], chunks[i], want, reader.position);
+            long long got = readFully(fds[i], buffers.chunk(i), want, reader.position, outcomes[i].errorNumber);
             if (got < want) {
                 // Shorter than when it was listed: compared no further.
                 outcomes[i].error = "Failed to read file";
@@ -108,13 +110,18 @@ void FileReader::readTogether(FileReader* const* readers, size_t count, Outcome*
 bool FileReader::read(const std::function<void(const char*, long long)>& callback) {
     FileReader* self = this;
     Outcome outcome;
-    readTogether(&self, 1, &outcome, [&](const unsigned char* const* data, const size_t* lengths) {
+    // A step's buffer of its own: a package's readers step one at a time,
+    // and the allocation is small beside the open and the reads.
+    ReadBuffers buffers(1);
+    readTogether(buffers, &self, 1, &outcome, [&](const unsigned char* const* data, const size_t* lengths) {
         auto bytes = reinterpret_cast<const char*>(data[0]);
         for (size_t done = 0; done < lengths[0]; done += kBlockSize)
             callback(bytes + done, static_cast<long long>(std::min<size_t>(kBlockSize, lengths[0] - done)));
     });
-    if (outcome.error != nullptr) throw std::runtime_error(outcome.error);
+    if (outcome.error != nullptr) throw ReadError(outcome.error, outcome.errorNumber);
     return outcome.complete;
 }
+
+void FileReader::setPreadForTesting(PreadFunction pread) { preadCall = pread ? pread : systemPread; }
 
 }  // namespace dff

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <functional>
@@ -57,7 +58,7 @@ bool PackageHasher::calculateDirectories() {
     std::vector<std::string> fileNames, linkNames, directoryNames;
     {
         std::unique_ptr<DIR, DirCloser> dir(::opendir(directory.cStr()));
-        if (!dir) throw std::runtime_error("Failed to open directory");
+        if (!dir) throw ReadError("Failed to open directory", errno);
         while (const dirent* entry = ::readdir(dir.get())) {
             switch (internal::entryType(dir.get(), entry)) {
             case DT_LNK: linkNames.emplace_back(entry->d_name); break;
@@ -75,7 +76,7 @@ bool PackageHasher::calculateDirectories() {
         for (const auto& name : names) {
             Path path = directory / name;
             struct stat st {};
-            if (::lstat(path.cStr(), &st) != 0) throw std::runtime_error("Failed to read file info");
+            if (::lstat(path.cStr(), &st) != 0) throw ReadError("Failed to read file info", errno);
             package->size += st.st_size;
             feedName(md5, code, name);
             feedWord(md5, static_cast<uint64_t>(st.st_size));
@@ -112,10 +113,10 @@ bool PackageHasher::calculateFiles() {
 
 bool PackageHasher::calculateSymlinks() {
     if (links.empty()) return true;
-    static char* buffer = nullptr;
+    char buffer[internal::LinkTarget::kCapacity];
     std::string_view target;
     long length = internal::LinkTarget::read(links.back().path, buffer, target);
-    if (length != links.back().size) throw std::runtime_error("Failed to read symbolic link");
+    if (length != links.back().size) throw ReadError("Failed to read symbolic link", length < 0 ? errno : 0);
     links.pop_back();
     md5.updateMD5(target.data(), static_cast<long long>(target.size()));
     return links.empty();

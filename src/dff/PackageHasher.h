@@ -9,8 +9,8 @@
 // Nothing inside a package is filtered: hidden files, ".DS_Store" and
 // excluded extensions all count.
 //
-// Threading: file content and link targets go through static buffers; one
-// thread at a time.
+// Threading: a hasher is used by one thread at a time; hashers share no
+// buffer, so two searches may hash packages at once.
 //
 //   dff::PackageHasher hasher(package, minFileSize);
 //   while (!hasher.update()) { dff::HashValue soFar; hasher.md5.hashValue(soFar); ... }

@@ -6,7 +6,7 @@
 namespace dff {
 
 bool hashSymlink(const Symlink& link, HashValue& out) {
-    static char* buffer = nullptr;
+    char buffer[internal::LinkTarget::kCapacity];
     std::string_view target;
     long length = internal::LinkTarget::read(link.path, buffer, target);
     if (length != link.size) return false;

@@ -2,7 +2,7 @@
 // dff::hashSymlink: the digest of a symbolic link is that of its target
 // text, so two links are twins when they point at the same text.
 //
-// Threading: the target is read into one static buffer; one thread at a time.
+// Threading: safe from any thread; the target is read into a buffer of the call.
 //
 //   dff::HashValue digest;
 //   if (dff::hashSymlink(*link, digest)) index.add(digest, link);

@@ -3,9 +3,12 @@
 #include "dff/PackageHasher.h"
 #include "dff/SymlinkHasher.h"
 
+#include "support/FaultyReads.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
+
+#include <cerrno>
 
 #include <openssl/evp.h>
 #include <sys/stat.h>
@@ -197,6 +200,34 @@ TEST(FileReader, FailuresHaveTheirOwnWords) {
     }
 }
 
+// Short reads and interruptions deliver every byte in the usual steps; an
+// I/O error mid-file fails the step with its errno.
+TEST(FileReader, ShortReadsAndInterruptionsAreReadThroughAndEIOFails) {
+    TempDir dir;
+    std::string content = patterned(10000);
+    writeFile(dir / "f", content);
+    dff::Path path(dir / "f");
+    testing_support::ScopedFaultyReads faults({.chunk = 1000, .interrupt = true, .failAt = 6000, .failIn = "/f"});
+
+    dff::FileReader reader(&path, 6000);  // ends where the faults begin
+    ReadSteps steps = readAll(reader);
+    EXPECT_TRUE(steps.complete);
+    EXPECT_EQ(steps.bytesPerStep, (std::vector<long long>{4096, 1904}));
+    EXPECT_TRUE(steps.content == content.substr(0, 6000));
+    EXPECT_GT(testing_support::ScopedFaultyReads::calledTimes(), 12);
+
+    dff::FileReader failing(&path, 10000);
+    auto noop = [](const char*, long long) {};
+    EXPECT_FALSE(failing.read(noop));
+    try {
+        failing.read(noop);
+        ADD_FAILURE() << "an I/O error must not read as complete";
+    } catch (const dff::ReadError& e) {
+        EXPECT_STREQ(e.what(), "Failed to read file");
+        EXPECT_EQ(e.errorNumber(), EIO);
+    }
+}
+
 // Readers taken together keep their own steps and failures: a missing file
 // fails at once, one that shrank fails when it runs out, the others go on.
 TEST(FileReader, ReadersTakenTogetherKeepTheirOwnStepsAndFailures) {
@@ -214,20 +245,23 @@ TEST(FileReader, ReadersTakenTogetherKeepTheirOwnStepsAndFailures) {
         for (int i = 0; i < 3; ++i) seen[i].append(reinterpret_cast<const char*>(data[i]), lengths[i]);
     };
     dff::FileReader::Outcome outcomes[3];
-    dff::FileReader::readTogether(readers, 3, outcomes, collect);
+    dff::FileReader::ReadBuffers buffers;
+    dff::FileReader::readTogether(buffers, readers, 3, outcomes, collect);
     EXPECT_EQ(ra.position, 4096);
     EXPECT_EQ(rb.position, 4096);
     EXPECT_FALSE(outcomes[0].complete);
     EXPECT_EQ(outcomes[0].error, nullptr);
     EXPECT_STREQ(outcomes[2].error, "Failed to open file");
+    EXPECT_EQ(outcomes[2].errorNumber, ENOENT);
 
     ::truncate(b.cStr(), 50000);
-    dff::FileReader::readTogether(readers, 2, outcomes, [&](const unsigned char* const* data, const size_t* lengths) {
+    dff::FileReader::readTogether(buffers, readers, 2, outcomes, [&](const unsigned char* const* data, const size_t* lengths) {
         for (int i = 0; i < 2; ++i) seen[i].append(reinterpret_cast<const char*>(data[i]), lengths[i]);
     });
     EXPECT_TRUE(outcomes[0].complete);
     EXPECT_TRUE(seen[0] == patterned(size));
     EXPECT_STREQ(outcomes[1].error, "Failed to read file");
+    EXPECT_EQ(outcomes[1].errorNumber, 0) << "shorter, not failed";
 }
 
 TEST(SymlinkHasher, DigestIsThatOfTheTargetText) {
@@ -322,24 +356,6 @@ TEST(PackageHasher, ContentChangeShowsOnlyOnceFilesAreRead) {
     // Three folders make the first three steps alike.
     for (size_t i = 0; i < 3; ++i) EXPECT_EQ(a.steps[i], b.steps[i]) << "step " << i;
     EXPECT_NE(a.digest, b.digest);
-}
-
-TEST(PackageHasher, FeedsNamesSizesAndContentInAFixedLayout) {
-    TempDir dir;
-    writeFile(dir / "P.app/x", "12");
-    writeFile(dir / "P.app/xy", "345");
-    dff::Package package(dff::Path(dir / "P.app"), nullptr);
-
-    auto record = [](uint8_t code, const std::string& name, uint64_t size) {
-        std::string bytes(1, char(code));
-        uint64_t length = name.size();
-        bytes.append(reinterpret_cast<const char*>(&length), 8);
-        bytes.append(reinterpret_cast<const char*>(&size), 8);
-        return bytes + name;
-    };
-    // Descending names: "xy" before "x"; files used from the back: "x" first.
-    std::string expected = record(0, "xy", 3) + record(0, "x", 2) + "12" + "345";
-    EXPECT_EQ(hashPackage(package).digest, digestOf(expected));
 }
 
 TEST(PackageHasher, FailuresHaveTheirOwnWords) {

@@ -1,8 +1,11 @@
 #include "dff/DuplicateFileFinder.h"
 #include "dff/image/ImageFiles.h"
+#include "platform/Dispatch.h"
 
+#include "support/Await.h"
+#include "support/FaultyReads.h"
 #include "support/ImageBuilder.h"
-#include "support/PhotoLibraryBuilder.h"
+#include "support/LogLines.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -32,20 +35,14 @@ namespace fs = std::filesystem;
 // sorted, so that a result compares regardless of the indexes' walking order.
 using Names = std::vector<std::vector<std::string>>;
 
-long long alwaysLater() {
-    static std::atomic<long long> now{0};
-    return now += 1000000;
-}
-
 class DuplicateSearch : public ::testing::Test {
 protected:
     DuplicateSearch() {
         // Every path report goes through, so tests can act on it.
-        dff::DuplicateFileFinder::setProcessorClockForTesting(alwaysLater);
+        finder.setReportIntervalForTesting({});
         finder.paths = {dff::Path(dir.str())};
         finder.minFileSize = 1;
     }
-    ~DuplicateSearch() override { dff::DuplicateFileFinder::setProcessorClockForTesting(nullptr); }
 
     Names names(const dff::DuplicateFileFinder::Groups& groups) const {
         Names out;
@@ -161,15 +158,53 @@ TEST_F(DuplicateSearch, PackagesAreComparedByTheirInsides) {
     EXPECT_EQ(names(duplicates), (Names{{"A.app", "B.app"}}));
 }
 
-TEST_F(DuplicateSearch, AFileThatVanishesBeforeItIsReadTakesNoPart) {
-    for (const char* name : {"a", "b", "gone"}) writeFile(dir / name, "three copies");
+// A file gone before its first read and one that fails mid-file (under
+// short, interrupted reads) drop out alone, each with one line.
+TEST_F(DuplicateSearch, FilesThatFailToReadDropOutWithOneLineEach) {
+    for (const char* name : {"a", "b", "c", "gone"}) writeFileOfSize(dir / name, 5000, 'm');
     bool walked = false;
     finder.onProgress = [&](double value) { walked = walked || value == 0.3; };
     onPath = [&](const dff::Path& path) {
         if (walked && path.str() == dir / "gone") std::remove(path.cStr());
     };
+    testing_support::ScopedFaultyReads faults({.chunk = 700, .interrupt = true, .failAt = 4096, .failIn = "/b"});
+    testing_support::LogLines log;
     search();
-    EXPECT_EQ(names(duplicates), (Names{{"a", "b"}}));
+    EXPECT_EQ(names(duplicates), (Names{{"a", "c"}}));
+    EXPECT_EQ(log.taken(), (std::vector<std::string>{
+                               "duplicates: Failed to open file: " + dir / "gone" + ": No such file or directory (errno 2)",
+                               "duplicates: Failed to read file: " + dir / "b" + ": Input/output error (errno 5)"}));
+}
+
+// Each search reads through buffers of its own: two at once on two threads
+// find what each finds alone.
+TEST(DuplicateSearches, TwoRunAtOnceOnTwoThreads) {
+    testing_support::TempDir dirs[2];
+    for (int d = 0; d < 2; ++d)
+        for (int size = 0; size < 8; ++size)
+            for (char copy : {'x', 'y'})
+                writeFileOfSize(dirs[d] / (std::string(1, copy) + std::to_string(size)), 70000 + size * 1000,
+                                char('a' + d * 8 + size));
+    // Eight pairs of twins under each root: bytes of the other search in a
+    // shared buffer would part a pair.
+    size_t pairs[2] = {0, 0};
+    auto run = [&](int d) {
+        dff::DuplicateFileFinder finder([](double) {}, [](const dff::Path&) {});
+        finder.paths = {dff::Path(dirs[d].str())};
+        finder.minFileSize = 1;
+        for (int round = 0; round < 10 && (round == 0 || pairs[d] == 8); ++round) {
+            dff::DuplicateFileFinder::Groups duplicates, similar;
+            finder.find(duplicates, similar, true);
+            pairs[d] = size_t(std::count_if(duplicates.begin(), duplicates.end(),
+                                            [](const auto& group) { return group.size() == 2; }));
+            finder.releaseFiles();
+        }
+    };
+    std::thread other(run, 1);
+    run(0);
+    other.join();
+    EXPECT_EQ(pairs[0], 8u);
+    EXPECT_EQ(pairs[1], 8u);
 }
 
 TEST_F(DuplicateSearch, AFifoSwappedInAfterTheWalkIsNotReadAndDoesNotHang) {
@@ -223,18 +258,75 @@ TEST_F(DuplicateSearch, StopEndsTheSearchWithWhatWasFound) {
     EXPECT_EQ(duplicates[0].size(), 50u) << "the folders, not the files inside";
 }
 
-TEST_F(DuplicateSearch, StopFromAnotherThreadIsSeen) {
-    for (int i = 0; i < 200; ++i) writeFileOfSize(dir / ("f" + std::to_string(i)), 20000, 'q');
-    std::atomic<bool> started{false};
-    finder.onProgress = [&](double) { started = true; };
-    std::thread stopper([&] {
-        while (!started) std::this_thread::yield();
-        finder.stop();
-    });
+// A file that grew after the walk is compared by the bytes it had then.
+TEST_F(DuplicateSearch, AFileThatGrowsAfterTheWalkIsReadUpToItsListedSize) {
+    writeFileOfSize(dir / "a", 5000, 'g');
+    writeFileOfSize(dir / "b", 5000, 'g');
+    bool walked = false;
+    finder.onProgress = [&](double value) { walked = walked || value == 0.3; };
+    onPath = [&](const dff::Path& path) {
+        if (walked && path.str() == dir / "b") writeFileOfSize(dir / "b", 9000, 'g');
+    };
+    testing_support::LogLines log;
     search();
-    stopper.join();
-    EXPECT_TRUE(finder.stopped);
-    for (const auto& group : duplicates) EXPECT_GE(group.size(), 2u);
+    EXPECT_EQ(names(duplicates), (Names{{"a", "b"}}));
+    EXPECT_TRUE(log.taken().empty());
+}
+
+// A stop in a later stage ends that stage: no package is read further and
+// no folder digested after it, and the search still ends at 0.9.
+TEST_F(DuplicateSearch, StopDuringThePackageAndFolderStagesEndsThem) {
+    double stage = 0;
+    finder.onProgress = [&](double value) {
+        progress.push_back(value);
+        stage = value;
+    };
+    // Searches, stopping at the first path reported after progress `after`;
+    // gives how many paths that stage reported.
+    auto searchStoppingAfter = [&](double after) {
+        size_t reported = 0;
+        onPath = [&, after](const dff::Path&) {
+            if (stage != after) return;
+            ++reported;
+            finder.stop();
+        };
+        search();
+        finder.releaseFiles();
+        return reported;
+    };
+
+    for (const char* package : {"A.app", "B.app"}) writeFile(dir / (std::string(package) + "/Contents/bin"), "binary");
+    EXPECT_EQ(searchStoppingAfter(0.6), 1u) << "packages read after the stop";
+    EXPECT_TRUE(duplicates.empty());
+    EXPECT_EQ(progress.back(), 0.9);
+
+    for (const char* folder : {"one/", "two/", "three/", "four/"}) writeFile(dir / (std::string(folder) + "in/y"), "y");
+    EXPECT_EQ(searchStoppingAfter(0.8), 1u) << "folders digested after the stop";
+    EXPECT_EQ(progress.back(), 0.9);
+}
+
+// A search holds its worker for as long as the disk takes; the pool must
+// know, or queued work waits behind it.
+TEST(DuplicateSearches, CountAsABlockingCallOnAPoolWorker) {
+    testing_support::TempDir dir;
+    writeFile(dir / "a", "x");
+    size_t before = 0, during = 0;
+    dff::DuplicateFileFinder finder(
+        [&](double value) {
+            if (value == 0.3) during = platform::dispatch::poolStatsForTesting().blocked;
+        },
+        [](const dff::Path&) {});
+    finder.paths = {dff::Path(dir.str())};
+    testing_support::Flag done;
+    auto queue = platform::dispatch::makeSerialQueue("search");
+    queue->async([&] {
+        before = platform::dispatch::poolStatsForTesting().blocked;
+        dff::DuplicateFileFinder::Groups duplicates, similar;
+        finder.find(duplicates, similar, true);
+        done.set();
+    });
+    ASSERT_TRUE(done.await());
+    EXPECT_EQ(during, before + 1);
 }
 
 class SimilarSearch : public DuplicateSearch {
@@ -262,33 +354,13 @@ TEST_F(SimilarSearch, LonePicturesAreGroupedWhenAlike) {
     EXPECT_TRUE(similar.empty());
 }
 
-TEST_F(DuplicateSearch, PhotosOfALibraryTakePartAsFiles) {
-    std::string lib = dir / "Pictures.photoslibrary";
-    writeFile(lib + "/originals/A/a.jpg", "a photo's bytes");
-    writeFile(lib + "/originals/B/b.jpg", "another photo");
-    testing_support::NewLibrary content;
-    content.assets = {{.uuid = "ID-A", .directory = "A", .filename = "a.jpg"},
-                      {.uuid = "ID-B", .directory = "B", .filename = "b.jpg"}};
-    testing_support::writeNewLibrary(lib, content);
-    writeFile(dir / "loose/a-copy.jpg", "a photo's bytes");
-    finder.paths = {dff::Path(lib), dff::Path(dir / "loose")};
-    search();
-    ASSERT_EQ(duplicates.size(), 1u);
-    ASSERT_EQ(duplicates[0].size(), 2u);
-    const dff::Photo* photo = nullptr;
-    for (dff::File* member : duplicates[0])
-        if (auto* p = dynamic_cast<dff::Photo*>(member)) photo = p;
-    ASSERT_NE(photo, nullptr);
-    EXPECT_EQ(photo->id, "ID-A");
-    EXPECT_EQ(finder.libraries.size(), 1u);
-}
-
 TEST(CompareSet, TellsSameOverlappingAndApart) {
     using dff::DuplicateFileFinder;
-    EXPECT_EQ(DuplicateFileFinder::compareSet(std::set<int>{1, 2}, std::set<int>{2, 1}), 0);
-    EXPECT_EQ(DuplicateFileFinder::compareSet(std::set<int>{1, 2}, std::set<int>{2, 3, 4}), 3);
-    EXPECT_EQ(DuplicateFileFinder::compareSet(std::set<int>{1}, std::set<int>{1, 2}), 3);
-    EXPECT_EQ(DuplicateFileFinder::compareSet(std::set<int>{1, 2}, std::set<int>{3}), 2);
+    using Relation = DuplicateFileFinder::SetRelation;
+    EXPECT_EQ(DuplicateFileFinder::compareSet(std::set<int>{1, 2}, std::set<int>{2, 1}), Relation::same);
+    EXPECT_EQ(DuplicateFileFinder::compareSet(std::set<int>{1, 2}, std::set<int>{2, 3, 4}), Relation::overlapping);
+    EXPECT_EQ(DuplicateFileFinder::compareSet(std::set<int>{1}, std::set<int>{1, 2}), Relation::overlapping);
+    EXPECT_EQ(DuplicateFileFinder::compareSet(std::set<int>{1, 2}, std::set<int>{3}), Relation::apart);
 }
 
 // Stands in for the image library and notes every file handed to it. A

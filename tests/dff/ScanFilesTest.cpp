@@ -1,8 +1,11 @@
 #include "dff/DuplicateFileFinder.h"
 
 #include "support/FakePackageIndex.h"
+#include "support/LogLines.h"
 #include "support/PhotoLibraryBuilder.h"
+#include "support/ScopedSimulatedClock.h"
 #include "support/TempDir.h"
+#include "support/WithoutFileRights.h"
 
 #include <gtest/gtest.h>
 
@@ -22,24 +25,17 @@ using testing_support::writeFileOfSize;
 // Opens the walk's stages to the tests.
 class Finder : public dff::DuplicateFileFinder {
 public:
-    Finder() : DuplicateFileFinder([](double) {}, [this](const dff::Path& p) { reported.push_back(p.str()); }) {}
+    // Every path is reported.
+    Finder() : DuplicateFileFinder([](double) {}, [this](const dff::Path& p) { reported.push_back(p.str()); }) {
+        setReportIntervalForTesting({});
+    }
     using DuplicateFileFinder::scanFiles;
     using DuplicateFileFinder::scanPhotoLibrary;
     std::vector<std::string> reported;
 };
 
-// Every processor-clock reading is 0.04 s after the last, so every path is
-// reported.
-long long steppingClock() {
-    static long long now = 0;
-    return now += 40000;
-}
-
 class ScanFiles : public ::testing::Test {
 protected:
-    void SetUp() override { dff::DuplicateFileFinder::setProcessorClockForTesting(steppingClock); }
-    void TearDown() override { dff::DuplicateFileFinder::setProcessorClockForTesting(nullptr); }
-
     std::shared_ptr<dff::Directory> scan(const std::string& root) {
         return finder.scanFiles(dff::Path(root), files, links, packages, unknown, count);
     }
@@ -209,18 +205,20 @@ TEST_F(ScanFiles, OddEntriesAndUnreadableFoldersMarkTheirFolder) {
     std::filesystem::create_directories(dir / "r/fifo");
     ASSERT_EQ(::mkfifo((dir / "r/fifo/pipe").c_str(), 0600), 0);
     std::filesystem::create_directories(dir / "r/locked");
-    auto root = [&] {
-        if (::geteuid() == 0) return scan(dir / "r");  // root reads every folder
-        ::chmod((dir / "r/locked").c_str(), 0);
-        return scan(dir / "r");
-    }();
+    ::chmod((dir / "r/locked").c_str(), 0);
+    testing_support::LogLines log;
+    std::shared_ptr<dff::Directory> root;
+    ASSERT_TRUE(testing_support::runWithoutFileRights([&] { root = scan(dir / "r"); }));
+    ::chmod((dir / "r/locked").c_str(), 0700);
     EXPECT_TRUE(subdirectory(*root, "fifo")->unique);
     EXPECT_TRUE(subdirectory(*root, "fifo")->children.empty());
-    if (::geteuid() != 0) {
-        EXPECT_TRUE(subdirectory(*root, "locked")->unique);
-    }
+    EXPECT_TRUE(subdirectory(*root, "locked")->unique);
 
     EXPECT_TRUE(scan(dir / "missing")->unique);
+    EXPECT_EQ(log.taken(), (std::vector<std::string>{
+                               "duplicates: Failed to open directory: " + dir / "r/locked" + ": Permission denied (errno 13)",
+                               "duplicates: Failed to open directory: " + dir / "missing" +
+                                   ": No such file or directory (errno 2)"}));
 }
 
 TEST_F(ScanFiles, EveryEntryIsReportedBeforeItIsLookedAt) {
@@ -249,17 +247,19 @@ TEST_F(ScanFiles, StopEndsTheWalkAndMarksTheFolderUnderWay) {
     EXPECT_FALSE(empty->unique);
 }
 
-TEST(NotifyCurrentPath, ReportsAtMostOncePer40MillisecondsOfProcessorTime) {
-    static std::vector<long long> ticks;
-    static size_t next = 0;
-    ticks = {39999, 40000, 79999, 80000, 200000};
-    next = 0;
-    dff::DuplicateFileFinder::setProcessorClockForTesting([] { return ticks[next++]; });
-    std::vector<std::string> seen;
+TEST(NotifyCurrentPath, ReportsAtMostOnceIn40MillisecondsOfItsOwnFinder) {
+    testing_support::ScopedSimulatedClock clock;
+    std::vector<std::string> seen, otherSeen;
     dff::DuplicateFileFinder finder([](double) {}, [&](const dff::Path& p) { seen.push_back(p.str()); });
-    for (const char* p : {"/a", "/b", "/c", "/d", "/e"}) finder.notifyCurrentPath(dff::Path(p));
-    dff::DuplicateFileFinder::setProcessorClockForTesting(nullptr);
-    EXPECT_EQ(seen, (std::vector<std::string>{"/b", "/d", "/e"}));
+    dff::DuplicateFileFinder other([](double) {}, [&](const dff::Path& p) { otherSeen.push_back(p.str()); });
+    using std::chrono::microseconds;
+    for (auto [path, step] : {std::pair{"/a", 0}, {"/b", 39999}, {"/c", 1}, {"/d", 39999}, {"/e", 1}}) {
+        clock->advance(microseconds(step));
+        finder.notifyCurrentPath(dff::Path(path));
+    }
+    other.notifyCurrentPath(dff::Path("/x"));
+    EXPECT_EQ(seen, (std::vector<std::string>{"/a", "/c", "/e"}));
+    EXPECT_EQ(otherSeen, (std::vector<std::string>{"/x"})) << "finders keep their own time";
 }
 
 TEST(WithExtension, MatchesCaseFoldedEndsOfLongerNames) {
@@ -272,27 +272,15 @@ TEST(WithExtension, MatchesCaseFoldedEndsOfLongerNames) {
     EXPECT_TRUE(F::withExtension(dff::Path("/x/Library.photosLibrary"), ".photoslibrary"));
 
     F finder([](double) {}, [](const dff::Path&) {});
-    dirent entry{};
-    std::strcpy(entry.d_name, "a.tmp");
-    EXPECT_FALSE(finder.exclude(&entry)) << "an empty list excludes nothing";
+    EXPECT_FALSE(finder.excludesName("a.tmp")) << "an empty list excludes nothing";
     finder.excludeExtensions = {".log", ".TMP"};
-    EXPECT_TRUE(finder.exclude(&entry));
+    EXPECT_TRUE(finder.excludesName("a.tmp"));
 }
 
-TEST(FileModel, TypeIdsAndTypes) {
+TEST(FileModel, TypesAreReadOnceAndFailuresNotKept) {
     TempDir dir;
     writeFile(dir / "a.jpeg", "x");
     dff::File file(dff::Path(dir / "a.jpeg"), 1, nullptr);
-    dff::Directory directory(dff::Path(dir.str()), nullptr);
-    dff::Symlink link(dff::Path("/l"), 1, nullptr);
-    dff::Package package(dff::Path("/p.app"), nullptr);
-    dff::Photo photo("id", dff::Path("/p.jpg"), 1, nullptr);
-    EXPECT_EQ(dff::fileTypeId(file), 0);
-    EXPECT_EQ(dff::fileTypeId(directory), 1);
-    EXPECT_EQ(dff::fileTypeId(link), 2);
-    EXPECT_EQ(dff::fileTypeId(package), 3);
-    EXPECT_EQ(dff::fileTypeId(photo), 3);
-
     ASSERT_NE(file.getType(), nullptr);
     EXPECT_EQ(*file.getType(), "public.jpeg");
     std::filesystem::remove(dir / "a.jpeg");

@@ -86,6 +86,24 @@ TEST_P(BlockingWorkerTest, PoolGrowsPastItsLimitSoTheLastItemCanRelease) {
 INSTANTIATE_TEST_SUITE_P(EachKind, BlockingWorkerTest, testing::ValuesIn(blockingKinds()),
                          [](const auto& info) { return std::string(info.param.name); });
 
+// At its hard cap the pool starts no more workers, however many block; what
+// is queued then waits and runs once a worker comes free.
+TEST(WorkerPoolTest, AtItsHardCapQueuedWorkWaitsForAFreeWorker) {
+    const size_t cap = poolStatsForTesting().hardCap;
+    const size_t blockers = cap + 4;
+    auto q = makeConcurrentQueue("cap");
+    Semaphore gate(0);
+    Group g;
+    for (size_t i = 0; i < blockers; ++i) q->async(g, [&] { gate.wait(); });
+    bool capped = waitForPoolForTesting(
+        [&](const PoolStatsForTesting& s) { return s.blocked == cap && s.queued > 0; }, kPatience);
+    size_t workers = poolStatsForTesting().workers;
+    for (size_t i = 0; i < blockers; ++i) gate.signal();
+    EXPECT_TRUE(capped);
+    EXPECT_EQ(workers, cap);
+    EXPECT_TRUE(g.wait(kPatience));
+}
+
 TEST(WorkerPoolTest, IdleWorkersRetire) {
     Group g;
     for (int i = 0; i < 8; ++i) globalQueue()->async(g, [] {});

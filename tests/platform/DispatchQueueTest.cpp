@@ -95,6 +95,37 @@ TEST(ConcurrentQueueTest, SyncFromItsOwnItemRunsInlineWithoutBarrier) {
     EXPECT_TRUE(inner);
 }
 
+// A sync cycle across two queues on two threads: each queue's item waits
+// for the other queue. One of the two syncs is refused, not a hang, and both
+// items end.
+TEST(SerialQueueTest, SyncCycleAcrossTwoBusyQueuesOnTwoThreadsThrowsInOne) {
+    auto a = makeSerialQueue("a"), b = makeSerialQueue("b");
+    Flag aHeld, bHeld, aDone, bDone;
+    std::atomic<int> refused{0};
+    auto syncOnto = [&](const QueuePtr& queue) {
+        try {
+            queue->sync([] {});
+        } catch (const std::logic_error&) {
+            ++refused;
+        }
+    };
+    b->async([&] {
+        bHeld.set();
+        if (aHeld.await()) syncOnto(a);
+        bDone.set();
+    });
+    globalQueue()->async([&] {
+        a->sync([&] {
+            aHeld.set();
+            if (bHeld.await()) syncOnto(b);
+        });
+        aDone.set();
+    });
+    ASSERT_TRUE(aDone.await());
+    ASSERT_TRUE(bDone.await());
+    EXPECT_EQ(refused.load(), 1);
+}
+
 TEST(SerialQueueTest, SyncOntoItselfThrowsInsteadOfDeadlocking) {
     auto q = makeSerialQueue("self");
     bool threw = false;

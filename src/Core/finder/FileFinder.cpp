@@ -52,109 +52,105 @@ public:
                 _found(id, info, f.kind, f.ruleID);
             }
         };
-
-        if (f.matcher.matcherCase() != Matcher::Case::string) {
-            if (auto it = d.matched.find(f.matcher); it != d.matched.end()) {
-                const auto* stored = std::get_if<MatchedFiles>(&it->second);
-                if (stored == nullptr || f.priority < stored->priority) return;
-                for (const auto& [key, infos] : stored->files)
-                    for (const auto& info : infos) report(key, info);
-                return;
-            }
-            MatchedFiles result{f.priority, {}};
-            bool listed = forEachEntry(d, [&](const std::string& name, FileNode* entry) {
-                if (entry != nullptr && (entry->isDirectory() || entry->nodeCase() == FileNode::Case::notExists))
-                    return;
-                if (entry != nullptr && entry->isFile() && entry->fileInfo()->priority != f.priority) return;
-                auto match = f.matcher.match(name);
-                if (!match.matched) {
-                    if (entry == nullptr) d.children.emplace(name, FileNode::unknown());
-                    return;
-                }
-                std::shared_ptr<FileInfo> info = entry != nullptr && entry->isFile() ? entry->fileInfo() : nullptr;
-                if (!info) {
-                    info = std::make_shared<FileInfo>(d.url.appending(name), f.priority);
-                    d.children.insert_or_assign(name, FileNode::file(info));
-                }
-                OptionalID captured = CaseInsensitiveString::from(match.id);
-                report(captured ? captured : c, info);
-                result.files[captured].push_back(std::move(info));
-            });
-            if (listed) d.matched.insert_or_assign(f.matcher, std::move(result));
-            return;
-        }
-
-        auto it = lookUp(d, f.matcher.name().origin());
-        if (it == d.children.end()) return;
-        FileNode& node = it->second;
-        switch (node.nodeCase()) {
-            case FileNode::Case::file:
-                if (node.fileInfo()->priority == f.priority) report(c, node.fileInfo());
-                return;
-            case FileNode::Case::directory:
-            case FileNode::Case::notExists: return;
-            case FileNode::Case::unknown: {
-                // The name as the directory spells it, when it was listed.
-                auto info = std::make_shared<FileInfo>(d.url.appending(it->first), f.priority);
-                node = FileNode::file(info);
-                report(c, info);
-                return;
-            }
-        }
+        step(d, c, f.matcher, Leaf{f.priority}, report);
     }
 
     void directoryStep(DirectoryInfo& d, const OptionalID& c, const DirectoryMatcher& m) {
-        auto descend = [&](const OptionalID& id, const std::shared_ptr<DirectoryInfo>& info) {
+        step(d, c, m.matcher, Folder{}, [&](const OptionalID& id, const std::shared_ptr<DirectoryInfo>& info) {
             next.add(info, FileContext{id, &m.children});
-        };
-
-        if (m.matcher.matcherCase() != Matcher::Case::string) {
-            if (auto it = d.matched.find(m.matcher); it != d.matched.end()) {
-                const auto* stored = std::get_if<MatchedDirectories>(&it->second);
-                if (stored == nullptr) return;
-                for (const auto& [key, infos] : stored->directories)
-                    for (const auto& info : infos) descend(key, info);
-                return;
-            }
-            MatchedDirectories result;
-            bool listed = forEachEntry(d, [&](const std::string& name, FileNode* entry) {
-                if (entry != nullptr && (entry->isFile() || entry->nodeCase() == FileNode::Case::notExists)) return;
-                auto match = m.matcher.match(name);
-                if (!match.matched) {
-                    if (entry == nullptr) d.children.emplace(name, FileNode::unknown());
-                    return;
-                }
-                std::shared_ptr<DirectoryInfo> info =
-                    entry != nullptr && entry->isDirectory() ? entry->directoryInfo() : nullptr;
-                if (!info) {
-                    info = std::make_shared<DirectoryInfo>(d.url.appending(name, true));
-                    d.children.insert_or_assign(name, FileNode::directory(info));
-                }
-                OptionalID captured = CaseInsensitiveString::from(match.id);
-                descend(captured ? captured : c, info);
-                result.directories[captured].push_back(std::move(info));
-            });
-            if (listed) d.matched.insert_or_assign(m.matcher, std::move(result));
-            return;
-        }
-
-        auto it = lookUp(d, m.matcher.name().origin());
-        if (it == d.children.end()) return;
-        FileNode& node = it->second;
-        switch (node.nodeCase()) {
-            case FileNode::Case::directory: descend(c, node.directoryInfo()); return;
-            case FileNode::Case::file:
-            case FileNode::Case::notExists: return;
-            case FileNode::Case::unknown: {
-                auto info = std::make_shared<DirectoryInfo>(d.url.appending(it->first, true));
-                node = FileNode::directory(info);
-                descend(c, info);
-                return;
-            }
-        }
+        });
     }
 
 private:
+    // What a leaf step and a folder step differ in: the kind of node they
+    // take and make, where their stored results are, and, for leaves, the
+    // priority a name is claimed with.
+    struct Leaf {
+        using Info = FileInfo;
+        using Matched = MatchedFiles;
+        int64_t priority;
+
+        // The node's file when this step may take it: a file of its priority.
+        std::shared_ptr<FileInfo> usable(const FileNode& node) const {
+            return node.isFile() && node.fileInfo()->priority == priority ? node.fileInfo() : nullptr;
+        }
+        std::shared_ptr<FileInfo> make(const DirectoryInfo& d, const std::string& name) const {
+            return std::make_shared<FileInfo>(d.url.appending(name), priority);
+        }
+        static FileNode node(std::shared_ptr<FileInfo> info) { return FileNode::file(std::move(info)); }
+        // A stored result of a higher priority claimed its names.
+        bool replays(const MatchedFiles& stored) const { return priority >= stored.priority; }
+        MatchedFiles emptyResult() const { return {priority, {}}; }
+        static auto& found(MatchedFiles& result) { return result.files; }
+        static const auto& found(const MatchedFiles& result) { return result.files; }
+    };
+
+    struct Folder {
+        using Info = DirectoryInfo;
+        using Matched = MatchedDirectories;
+
+        std::shared_ptr<DirectoryInfo> usable(const FileNode& node) const {
+            return node.isDirectory() ? node.directoryInfo() : nullptr;
+        }
+        std::shared_ptr<DirectoryInfo> make(const DirectoryInfo& d, const std::string& name) const {
+            return std::make_shared<DirectoryInfo>(d.url.appending(name, true));
+        }
+        static FileNode node(std::shared_ptr<DirectoryInfo> info) { return FileNode::directory(std::move(info)); }
+        bool replays(const MatchedDirectories&) const { return true; }
+        MatchedDirectories emptyResult() const { return {}; }
+        static auto& found(MatchedDirectories& result) { return result.directories; }
+        static const auto& found(const MatchedDirectories& result) { return result.directories; }
+    };
+
+    // One matcher of a step in `d`: an exact name is looked up, asking the
+    // disk at most once; a pattern replays what an earlier walk stored for
+    // it, or lists `d` once and stores what matched. `act` gets the
+    // effective id and each node taken.
+    template <class Kind, class Act>
+    void step(DirectoryInfo& d, const OptionalID& c, const Matcher& matcher, const Kind& kind, Act&& act) {
+        if (matcher.matcherCase() == Matcher::Case::string) {
+            auto it = lookUp(d, matcher.name().origin());
+            if (it == d.children.end()) return;
+            FileNode& node = it->second;
+            if (node.nodeCase() == FileNode::Case::unknown) {
+                // The name as the directory spells it, when it was listed.
+                auto info = kind.make(d, it->first);
+                node = Kind::node(info);
+                act(c, info);
+            } else if (auto info = kind.usable(node)) {
+                act(c, info);
+            }
+            return;
+        }
+
+        if (auto it = d.matched.find(matcher); it != d.matched.end()) {
+            const auto* stored = std::get_if<typename Kind::Matched>(&it->second);
+            if (stored == nullptr || !kind.replays(*stored)) return;
+            for (const auto& [key, infos] : Kind::found(*stored))
+                for (const auto& info : infos) act(key, info);
+            return;
+        }
+        typename Kind::Matched result = kind.emptyResult();
+        bool listed = forEachEntry(d, [&](const std::string& name, FileNode* entry) {
+            // Names known as another kind, or missing, are not this step's.
+            if (entry != nullptr && entry->nodeCase() != FileNode::Case::unknown && !kind.usable(*entry)) return;
+            auto match = matcher.match(name);
+            if (!match.matched) {
+                if (entry == nullptr) d.children.emplace(name, FileNode::unknown());
+                return;
+            }
+            std::shared_ptr<typename Kind::Info> info = entry != nullptr ? kind.usable(*entry) : nullptr;
+            if (!info) {
+                info = kind.make(d, name);
+                d.children.insert_or_assign(name, Kind::node(info));
+            }
+            OptionalID captured = CaseInsensitiveString::from(match.id);
+            act(captured ? captured : c, info);
+            Kind::found(result)[captured].push_back(std::move(info));
+        });
+        if (listed) d.matched.insert_or_assign(matcher, std::move(result));
+    }
+
     using Children = std::unordered_map<std::string, FileNode>;
 
     // The entry of an exact name, asking the disk at most once per name:

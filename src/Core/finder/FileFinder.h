@@ -68,8 +68,6 @@ public:
     static std::vector<AppFile> makeAppFiles(const std::vector<AppFileInfo>& files);
 
     const AppFileRule& appFileRule() const { return _appFileRule; }
-    // Root URL to its directory node.
-    const std::unordered_map<platform::URL, std::shared_ptr<DirectoryInfo>>& cache() const { return _cache; }
 
 private:
     class Walk;

@@ -1,6 +1,7 @@
 #include "dff/api/DFFDuplicateFileFinder.h"
 
 #include "dff/image/ImageFiles.h"
+#include "platform/Dispatch.h"
 
 #include <memory>
 #include <mutex>
@@ -66,6 +67,8 @@ void DFFDuplicateFileFinder::setMinFileSize(long long size) { engine().minFileSi
 long long DFFDuplicateFileFinder::minFileSize() const { return engine().minFileSize; }
 
 DFFResult DFFDuplicateFileFinder::find(bool onlyDuplicates) {
+    // Waiting for another search's turn is a wait like any other.
+    platform::dispatch::ScopedBlockingCall blocking;
     std::lock_guard lock(searchMutex);
     DuplicateFileFinder::Groups duplicates, similar;
     DFFResult result;

@@ -34,7 +34,8 @@ void DuplicateFileFinder::progress(double value) {
     // The engine raises its value once for every file it reads; a hop to the
     // main queue for each would cost more than the reading. Steps under a
     // thousandth are folded into the next report; stage values always differ
-    // by more, so none of them is lost.
+    // by more, so none of them is lost. Every search begins with 0.3, which
+    // always goes through and so starts the folding afresh.
     if (value != 0.3 && value - _lastProgress < 0.001) return;
     _lastProgress = value;
     toDelegate([value](DuplicateFileFinderDelegate& target) { target.progress(value); });
@@ -46,7 +47,6 @@ void DuplicateFileFinder::current(const platform::URL& url) {
 
 void DuplicateFileFinder::start(bool isOnlyDuplicates) {
     auto queue = platform::dispatch::makeSerialQueue("start(isOnlyDuplicates:)");
-    _lastProgress = 0;
     std::weak_ptr<DuplicateFileFinder> weakSelf = weak_from_this();
     // The block keeps its queue alive until it has run; a later start makes
     // a queue of its own, and the searches take turns on the engine.

@@ -61,7 +61,9 @@ private:
     template <class Report>
     void toDelegate(Report report);
 
-    // The last progress handed on; written on the search's queue only.
+    // The last progress handed on. Touched only by progress(), on the
+    // thread of a search; searches take turns on the engine, whose lock
+    // orders one search's writes before the next one's.
     double _lastProgress = 0;
 };
 

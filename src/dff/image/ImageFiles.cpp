@@ -1,6 +1,7 @@
 #include "dff/image/ImageFiles.h"
 
 #include "dff/image/ImageHash.h"
+#include "dff/internal/Failure.h"
 #include "platform/FileTypes.h"
 
 #include <atomic>
@@ -120,8 +121,12 @@ ImageHashValue hashImage(const Path& path) {
     auto format = file.imageFormat();
     if (!format) throw std::runtime_error("Failed to read image");
     auto picture = images().grayPicture(file.fd(), *format, kHashWidth, kHashHeight);
-    if (!picture || picture->pixels.size() != size_t(kHashWidth) * size_t(kHashHeight))
+    if (!picture || picture->pixels.size() != size_t(kHashWidth) * size_t(kHashHeight)) {
+        // Said here, where a picture's signature is known to be there: a name
+        // alone promising a picture is no failure worth a line.
+        internal::logFailure("Failed to decode picture", path, 0);
         throw std::runtime_error("Failed to read image");
+    }
     ImageHashValue value = hashValue(picture->pixels.data(), kHashWidth, kHashHeight);
     value.date = picture->dateTimeOriginal ? formatExifDate(*picture->dateTimeOriginal) : std::string();
     return value;

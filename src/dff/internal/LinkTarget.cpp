@@ -4,8 +4,7 @@
 
 namespace dff::internal {
 
-long LinkTarget::read(const Path& path, char*& buffer, std::string_view& target) {
-    if (!buffer) buffer = new char[kCapacity];  // kept for the life of the process
+long LinkTarget::read(const Path& path, char (&buffer)[kCapacity], std::string_view& target) {
     ssize_t length = ::readlink(path.cStr(), buffer, kCapacity - 1);
     target = length < 0 ? std::string_view() : std::string_view(buffer, static_cast<size_t>(length));
     return static_cast<long>(length);

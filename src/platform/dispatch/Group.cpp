@@ -44,12 +44,14 @@ void Group::leave() { internal::leaveGroup(_state); }
 bool Group::wait(std::chrono::duration<double> timeout) {
     auto* s = _state.get();
     return internal::blockUntil(_state, s->mutex, s->cv, deadlineAfter(clock().now(), timeout),
+                                // Called under the state's lock by blockUntil, which the analysis cannot follow.
                                 [s]() NO_THREAD_SAFETY_ANALYSIS { return s->count == 0; });
 }
 
 void Group::wait() {
     auto* s = _state.get();
     internal::blockUntil(_state, s->mutex, s->cv, Clock::TimePoint::max(),
+                         // Called under the state's lock by blockUntil, which the analysis cannot follow.
                          [s]() NO_THREAD_SAFETY_ANALYSIS { return s->count == 0; });
 }
 

@@ -4,8 +4,11 @@
 #include "platform/dispatch/RunLogged.h"
 #include "platform/dispatch/Timers.h"
 
+#include <mutex>
 #include <optional>
 #include <stdexcept>
+#include <thread>
+#include <unordered_map>
 
 namespace platform::dispatch::internal {
 
@@ -27,8 +30,63 @@ bool isRunningOn(const QueueCore* queue) {
     return false;
 }
 
-FrameScope::FrameScope(QueueCore* queue) : _frame{queue, tlFrame} { tlFrame = &_frame; }
-FrameScope::~FrameScope() { tlFrame = _frame.outer; }
+FrameScope::FrameScope(QueueCore* queue) : _frame{queue, tlFrame} {
+    tlFrame = &_frame;
+    if (queue->kind() == Kind::serial) {
+        _outerRunner = queue->runner();
+        queue->setRunner(std::this_thread::get_id());
+    }
+}
+
+FrameScope::~FrameScope() {
+    tlFrame = _frame.outer;
+    if (_frame.queue->kind() == Kind::serial) _frame.queue->setRunner(_outerRunner);
+}
+
+namespace {
+
+// Which thread waits in a sync for which serial queue. A sync that would
+// wait for a queue whose runner waits, through any chain of such waits, for
+// the caller can never end: it is refused instead.
+class SyncWaits {
+public:
+    // Notes that this thread waits for `queue`; throws std::logic_error when
+    // that closes a cycle.
+    explicit SyncWaits(const QueueCore* queue) : _self(std::this_thread::get_id()) {
+        std::lock_guard lock(mutex());
+        const QueueCore* next = queue;
+        // A chain is at most as long as the threads that wait.
+        for (size_t hops = 0; next != nullptr && hops <= waiting().size(); ++hops) {
+            std::thread::id runner = next->runner();
+            if (runner == _self)
+                throw std::logic_error("dispatch: sync onto queue \"" + queue->label() +
+                                       "\" would deadlock: its runner waits for this thread's queue");
+            auto it = waiting().find(runner);
+            next = it == waiting().end() ? nullptr : it->second;
+        }
+        waiting()[_self] = queue;
+    }
+    ~SyncWaits() {
+        std::lock_guard lock(mutex());
+        waiting().erase(_self);
+    }
+    SyncWaits(const SyncWaits&) = delete;
+    SyncWaits& operator=(const SyncWaits&) = delete;
+
+private:
+    static std::mutex& mutex() {
+        static auto* m = new std::mutex;
+        return *m;
+    }
+    static std::unordered_map<std::thread::id, const QueueCore*>& waiting() {
+        static auto* w = new std::unordered_map<std::thread::id, const QueueCore*>;
+        return *w;
+    }
+
+    std::thread::id _self;
+};
+
+}  // namespace
 
 QueueCore::QueueCore(std::string label, QoS qos, Kind kind)
     : _label(std::move(label)), _qos(qos), _kind(kind) {}
@@ -155,66 +213,74 @@ void QueueCore::async(Item item) {
 
 void QueueCore::sync(const std::function<void()>* block, const WorkItemPtr& workItem, bool barrier) {
     if (_kind == Kind::global) barrier = false;
-    bool runInline = false;
-    std::shared_ptr<SyncWait> wait;
-    if (_kind == Kind::main && isMainThread()) {
-        runInline = true;
-    } else if (_kind != Kind::main) {
+    if (claimInline(barrier))
+        runInline(block, workItem, barrier);
+    else
+        syncQueued(block, workItem, barrier);
+}
+
+bool QueueCore::claimInline(bool barrier) {
+    if (_kind == Kind::main) return isMainThread();
+    MutexLock lock(_mutex);
+    bool claimed;
+    if (_kind == Kind::serial) {
+        // Not owned means idle: a strand is released only once empty.
+        claimed = !_owned;
+        if (claimed) _owned = true;
+    } else if (barrier) {
+        claimed = _items.empty() && _running == 0 && !_barrierRunning;
+        if (claimed) _barrierRunning = true;
+    } else {
+        claimed = _items.empty() && !_barrierRunning;
+        if (claimed) ++_running;
+    }
+    if (!claimed && isRunningOn(this))
+        throw std::logic_error("dispatch: sync onto queue \"" + _label + "\" from its own item would deadlock");
+    return claimed;
+}
+
+void QueueCore::runInline(const std::function<void()>* block, const WorkItemPtr& workItem, bool barrier) {
+    std::exception_ptr error;
+    {
+        FrameScope frame(this);
+        try {
+            if (workItem)
+                workItem->perform();
+            else
+                (*block)();
+        } catch (...) {
+            error = std::current_exception();
+        }
+    }
+    if (_kind != Kind::main) releaseInline(barrier);
+    if (error) std::rethrow_exception(error);
+}
+
+void QueueCore::releaseInline(bool barrier) {
+    bool drain = false;
+    std::vector<Item> ready;
+    {
         MutexLock lock(_mutex);
         if (_kind == Kind::serial) {
-            // Not owned means idle: a strand is released only once empty.
-            runInline = !_owned;
-            if (runInline) _owned = true;
-        } else if (barrier) {
-            runInline = _items.empty() && _running == 0 && !_barrierRunning;
-            if (runInline) _barrierRunning = true;
+            // Items queued meanwhile waited for us; hand them on.
+            drain = !_items.empty();
+            if (!drain) _owned = false;
         } else {
-            runInline = _items.empty() && !_barrierRunning;
-            if (runInline) ++_running;
+            if (barrier)
+                _barrierRunning = false;
+            else
+                --_running;
+            takeRunnable(ready);
         }
-        if (!runInline && isRunningOn(this))
-            throw std::logic_error("dispatch: sync onto queue \"" + _label +
-                                   "\" from its own item would deadlock");
     }
+    if (drain) scheduleDrain();
+    schedule(ready);
+}
 
-    if (runInline) {
-        std::exception_ptr error;
-        {
-            FrameScope frame(this);
-            try {
-                if (workItem)
-                    workItem->perform();
-                else
-                    (*block)();
-            } catch (...) {
-                error = std::current_exception();
-            }
-        }
-        if (_kind != Kind::main) {
-            bool drain = false;
-            std::vector<Item> ready;
-            {
-                MutexLock lock(_mutex);
-                if (_kind == Kind::serial) {
-                    // Items queued meanwhile waited for us; hand them on.
-                    drain = !_items.empty();
-                    if (!drain) _owned = false;
-                } else {
-                    if (barrier)
-                        _barrierRunning = false;
-                    else
-                        --_running;
-                    takeRunnable(ready);
-                }
-            }
-            if (drain) scheduleDrain();
-            schedule(ready);
-        }
-        if (error) std::rethrow_exception(error);
-        return;
-    }
-
-    wait = std::make_shared<SyncWait>();
+void QueueCore::syncQueued(const std::function<void()>* block, const WorkItemPtr& workItem, bool barrier) {
+    std::optional<SyncWaits> noted;
+    if (_kind == Kind::serial) noted.emplace(this);
+    auto wait = std::make_shared<SyncWait>();
     Item item;
     item.syncBlock = block;
     item.workItem = workItem;

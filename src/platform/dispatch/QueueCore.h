@@ -9,11 +9,13 @@
 #include "platform/Dispatch.h"
 #include "platform/dispatch/Mutex.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <exception>
 #include <functional>
 #include <memory>
+#include <thread>
 #include <unordered_map>
 #include <vector>
 
@@ -63,7 +65,24 @@ public:
     void stopMainLoop() EXCLUDES(_mutex);
     void wakeMainLoop() EXCLUDES(_mutex);
 
+    // The thread running an item of this serial queue, or none: set and
+    // cleared by FrameScope, read to find cycles of sync waits.
+    void setRunner(std::thread::id runner) { _runner.store(runner); }
+    std::thread::id runner() const { return _runner.load(); }
+
 private:
+    // Whether a sync may run its block on the caller's thread now; if so,
+    // claims the queue for it. Throws std::logic_error when the block would
+    // have to wait for the very item that makes the call.
+    bool claimInline(bool barrier) EXCLUDES(_mutex);
+    // Runs a claimed sync block here, then hands the queue on.
+    void runInline(const std::function<void()>* block, const WorkItemPtr& workItem, bool barrier)
+        EXCLUDES(_mutex);
+    // Gives back what claimInline took and starts what waited behind it.
+    void releaseInline(bool barrier) EXCLUDES(_mutex);
+    // Queues a sync block and waits, as a blocking call, until it has run.
+    void syncQueued(const std::function<void()>* block, const WorkItemPtr& workItem, bool barrier)
+        EXCLUDES(_mutex);
     // Runs an item on this thread with this queue as the current queue.
     void runItem(Item& item);
     void drainSerial() EXCLUDES(_mutex);
@@ -88,6 +107,8 @@ private:
 
     Mutex _specificMutex;
     std::unordered_map<const void*, std::shared_ptr<void>> _specifics GUARDED_BY(_specificMutex);
+
+    std::atomic<std::thread::id> _runner{};
 };
 
 // The queues this thread is running items of, innermost first.
@@ -107,6 +128,7 @@ public:
 
 private:
     Frame _frame;
+    std::thread::id _outerRunner;
 };
 
 // Leaves a group on behalf of an item (Group.cpp).

@@ -17,6 +17,7 @@ struct SemaphoreState {
 namespace {
 
 bool take(internal::SemaphoreState* s, Clock::TimePoint deadline, const std::shared_ptr<void>& owner) {
+    // Called under the state's lock by blockUntil, which the analysis cannot follow.
     return internal::blockUntil(owner, s->mutex, s->cv, deadline, [s]() NO_THREAD_SAFETY_ANALYSIS {
         if (s->value == 0) return false;
         --s->value;

@@ -23,6 +23,7 @@ namespace {
 
 bool waitItem(const std::shared_ptr<internal::WorkItemState>& state, Clock::TimePoint deadline) {
     auto* s = state.get();
+    // Called under the state's lock by blockUntil, which the analysis cannot follow.
     return internal::blockUntil(state, s->mutex, s->cv, deadline, [s]() NO_THREAD_SAFETY_ANALYSIS {
         return s->finished || (s->cancelled.load() && s->running == 0);
     });

@@ -3,6 +3,7 @@
 
 #include "support/ExifBuilder.h"
 #include "support/ImageBuilder.h"
+#include "support/LogLines.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -226,6 +227,7 @@ TEST(FormatExifDate, OnlyWholeValidDatesParse) {
 }
 
 TEST_F(ImageFilesTest, FilesThatDoNotDecodeFailWithTheFixedMessage) {
+    testing_support::LogLines log;
     for (const std::string& path : {write("bad.jpg", "not a picture at all"), write("empty.png", ""),
                                     dir / "missing.jpg", write("half.jpg", std::string("\xFF\xD8\xFF", 3))}) {
         EXPECT_FALSE(dff::createGrayscaleImage(path, 18, 16)) << path;
@@ -236,6 +238,12 @@ TEST_F(ImageFilesTest, FilesThatDoNotDecodeFailWithTheFixedMessage) {
             EXPECT_STREQ(e.what(), "Failed to read image");
         }
     }
+    // Only the file with a picture's signature failed to decode; the others
+    // were never pictures.
+    std::vector<std::string> ours;
+    for (const auto& line : log.taken())
+        if (line.rfind("duplicates: ", 0) == 0) ours.push_back(line);
+    EXPECT_EQ(ours, (std::vector<std::string>{"duplicates: Failed to decode picture: " + dir / "half.jpg"}));
 }
 
 }  // namespace
