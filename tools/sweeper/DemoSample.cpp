@@ -1,6 +1,7 @@
 #include "DemoSample.h"
 
 #include "AppScanHost.h"
+#include "SampleLayout.h"
 
 #include "Core/rules/RuleManager.h"
 #include "platform/ByteCountFormatter.h"
@@ -44,24 +45,6 @@ std::string helperTool(const std::string& client) {
            client + "\" and anchor apple generic</string></array></dict></plist>";
 }
 
-// Points the layout at the sample for the life of the scope.
-class SampleLayout {
-public:
-    SampleLayout(const std::filesystem::path& folder)
-        : _root(platform::Layout::shared().root()), _home(platform::Layout::shared().home()) {
-        platform::Layout::shared().setRoot((folder / "root").string());
-        platform::Layout::shared().setHome((folder / "home").string());
-    }
-    ~SampleLayout() {
-        platform::Layout::shared().setRoot(_root);
-        platform::Layout::shared().setHome(_home);
-    }
-    SampleLayout(const SampleLayout&) = delete;
-    SampleLayout& operator=(const SampleLayout&) = delete;
-
-private:
-    std::string _root, _home;
-};
 
 }  // namespace
 
@@ -89,7 +72,7 @@ void writeApplicationSample(const std::filesystem::path& folder) {
 
 void demoApplications(const Globals& g, nlohmann::json& out, const std::filesystem::path& folder) {
     writeApplicationSample(folder);
-    SampleLayout layout(folder);
+    SampleLayout layout((folder / "root").string(), (folder / "home").string());
     // The rules' paths are placed when compiled: compile them for the sample.
     Core::RuleManager manager(Core::RuleManager::shippedDocumentText(), platform::Layout::shared(), "ruleInfo.txt");
     Core::AppFileRule rule(manager, true);

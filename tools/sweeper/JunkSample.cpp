@@ -2,6 +2,7 @@
 
 #include "Command.h"
 #include "JunkReport.h"
+#include "SampleLayout.h"
 
 #include "Core/junk/AppJunkFinder.h"
 #include "Core/rules/AppFileRule.h"
@@ -82,30 +83,12 @@ void JunkSample::app(const std::string& name, const std::string& bundleID) const
 
 namespace {
 
-// Points the layout at the sample for one scope.
-class SampleLayout {
-public:
-    explicit SampleLayout(const JunkSample& sample)
-        : _root(platform::Layout::shared().root()), _home(platform::Layout::shared().home()) {
-        platform::Layout::shared().setRoot(sample.root());
-        platform::Layout::shared().setHome(sample.home());
-    }
-    ~SampleLayout() {
-        platform::Layout::shared().setRoot(_root);
-        platform::Layout::shared().setHome(_home);
-    }
-    SampleLayout(const SampleLayout&) = delete;
-    SampleLayout& operator=(const SampleLayout&) = delete;
-
-private:
-    std::string _root, _home;
-};
 
 }  // namespace
 
 void demoJunk(const Globals& g, nlohmann::json& out) {
     JunkSample sample;
-    SampleLayout layout(sample);
+    SampleLayout layout(sample.root(), sample.home());
     // The rules place "Lib" under the home they are compiled with, so the
     // sample gets rules of its own rather than the process-wide ones.
     Core::RuleManager rules(Core::RuleManager::shippedDocumentText(), platform::Layout::shared(), "ruleInfo.txt");

@@ -511,6 +511,13 @@ TEST_F(DeleterTest, WhatTheUsersRightsCannotRemoveGoesToTheHelper) {
     for (const auto& path : {"mine", "mine/a", "mine/b", "out"})
         ASSERT_EQ(::chown((dir / path).c_str(), kSecondUser, kSecondUser), 0);
     settings.allowedUid = kSecondUser;
+    // The tool serves that user only while it runs this test program, and
+    // runs only the scripts of its document.
+    settings.root = dir / "root";
+    helper_testing::writeTool(installer->installedToolPath(),
+                              "<plist version=\"1.0\"><dict><key>SMAuthorizedClients</key><array><string>" +
+                                  std::string(self) + "</string></array></dict></plist>");
+    helper_testing::writeScriptsDocument(settings.scriptsDocument, {"touch '" + (dir / "marker") + "'"});
     helper_testing::HelperProcess tool(settings);
     ASSERT_TRUE(tool.isRunning());
 
