@@ -160,21 +160,13 @@ TEST(AppJunkFinderTest, ApplicationsOfTheUsualFoldersComeFirst) {
 
 TEST(AppJunkFinderTest, StopDuringTheApplicationPartEndsIt) {
     AppScene s;
-    testing_support::Flag reached, resumed;
-    const std::string target = s.tree.library("Caches/com.example.Notes");
-    FileManager::setDirectorySizerForTesting([&](const char* path, const std::atomic<bool>*, int32_t*) -> int64_t {
-        if (path == target) {
-            reached.set();
-            EXPECT_TRUE(resumed.await());
-        }
-        return 1;
-    });
+    junk_testing::SizingGate gate(s.tree.library("Caches/com.example.Notes"));
     s.finder->start(appConfig(true, true, true, true));
-    ASSERT_TRUE(pumpMainLoopUntil([&] { return reached.isSet(); }));
+    ASSERT_TRUE(pumpMainLoopUntil([&] { return gate.reached.isSet(); }));
     auto run = s.finder->appFileFinder->context->workItems.at(0);
     s.finder->stop();
     EXPECT_EQ(s.finder->appFileFinder->context, nullptr);
-    resumed.set();
+    gate.resumed.set();
     ASSERT_TRUE(run->wait(testing_support::kPatience));
     ASSERT_TRUE(testing_support::drainMainQueue());
     EXPECT_EQ(s.recorder->finished, 0);
@@ -186,19 +178,11 @@ TEST(AppJunkFinderTest, ProgressRisesThroughBothFinders) {
     AppScene s;
     // Held in the application part until a fraction has landed, so that
     // at least one more lands after it.
-    testing_support::Flag reached, resumed;
-    const std::string target = s.tree.library("Caches/com.example.Notes");
-    FileManager::setDirectorySizerForTesting([&](const char* path, const std::atomic<bool>*, int32_t*) -> int64_t {
-        if (path == target) {
-            reached.set();
-            EXPECT_TRUE(resumed.await());
-        }
-        return 1;
-    });
+    junk_testing::SizingGate gate(s.tree.library("Caches/com.example.Notes"));
     s.finder->start(appConfig(true, true, true, true));
-    ASSERT_TRUE(pumpMainLoopUntil([&] { return reached.isSet() && !s.recorder->progress.empty(); }));
+    ASSERT_TRUE(pumpMainLoopUntil([&] { return gate.reached.isSet() && !s.recorder->progress.empty(); }));
     size_t before = s.recorder->progress.size();
-    resumed.set();
+    gate.resumed.set();
     ASSERT_TRUE(pumpMainLoopUntil([&] { return s.recorder->finished > 0 && s.recorder->progress.size() > before; }));
     for (size_t i = 1; i < s.recorder->progress.size(); ++i)
         EXPECT_LE(s.recorder->progress[i - 1], s.recorder->progress[i]) << i;

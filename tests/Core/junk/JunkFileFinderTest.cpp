@@ -207,21 +207,13 @@ TEST(JunkFileFinderTest, AFinderReleasedDuringItsRunReportsNothingMore) {
     JunkScene s;
     s.write("/Library/Caches/A/data");
     s.write("/Library/Caches/B/data");
-    testing_support::Flag reached, resumed;
-    const std::string target = s.sys("/Library/Caches/A");
-    FileManager::setDirectorySizerForTesting([&](const char* path, const std::atomic<bool>*, int32_t*) -> int64_t {
-        if (path == target) {
-            reached.set();
-            EXPECT_TRUE(resumed.await());
-        }
-        return 1;
-    });
+    junk_testing::SizingGate gate(s.sys("/Library/Caches/A"));
     s.finder->start(kSystemOnly);
-    ASSERT_TRUE(pumpMainLoopUntil([&] { return reached.isSet(); }));
+    ASSERT_TRUE(pumpMainLoopUntil([&] { return gate.reached.isSet(); }));
     auto run = s.finder->interrupter->workItems.at(0);
     const auto before = s.recorder->calls;  // B may come before A in the listing
     s.finder.reset();
-    resumed.set();
+    gate.resumed.set();
     ASSERT_TRUE(run->wait(testing_support::kPatience));
     ASSERT_TRUE(testing_support::drainMainQueue());
     EXPECT_EQ(s.recorder->calls, before);
@@ -244,22 +236,14 @@ TEST_P(JunkFileFinderStopTest, NothingLaterAndNoFinish) {
     s.tree.file("Library/Caches/com.example.app/data");
     platform::PurgeableSpace::setShared(std::make_shared<FakeSpace>(1));
 
-    const std::string target = GetParam().folder.front() == '~' ? s.tree.home() + GetParam().folder.substr(1)
-                                                                 : s.sys(GetParam().folder);
-    testing_support::Flag reached, resumed;
-    FileManager::setDirectorySizerForTesting([&](const char* path, const std::atomic<bool>*, int32_t*) -> int64_t {
-        if (path == target) {
-            reached.set();
-            EXPECT_TRUE(resumed.await());
-        }
-        return 1;
-    });
+    junk_testing::SizingGate gate(GetParam().folder.front() == '~' ? s.tree.home() + GetParam().folder.substr(1)
+                                                                 : s.sys(GetParam().folder));
     s.finder->start(kSystemOnly);
-    ASSERT_TRUE(pumpMainLoopUntil([&] { return reached.isSet(); }));
+    ASSERT_TRUE(pumpMainLoopUntil([&] { return gate.reached.isSet(); }));
     auto run = s.finder->interrupter->workItems.at(0);
     s.finder->stop();
     EXPECT_EQ(s.finder->interrupter, nullptr);
-    resumed.set();
+    gate.resumed.set();
     // The run ends at its next check; what it measured before lands after.
     ASSERT_TRUE(run->wait(testing_support::kPatience));
     ASSERT_TRUE(testing_support::drainMainQueue());

@@ -1,16 +1,43 @@
 #pragma once
 // A junk scan's host for tests: records every delegate call in order, with
 // whether it came on the main thread, and runs a scan to its end.
+#include "Core/files/FileManager.h"
 #include "Core/junk/JunkFileFinder.h"
 #include "platform/Dispatch.h"
+#include "support/Await.h"
 #include "support/MainLoopPump.h"
 
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace junk_testing {
+
+// Holds the scan inside the folder sizer at `folder` until `resumed` is set,
+// so that a test can act while the scan is busy there; every other folder
+// measures 1 byte; the real sizer comes back with the gate's end.
+struct SizingGate {
+    explicit SizingGate(std::string folder) : target(std::move(folder)) {
+        Core::FileManager::setDirectorySizerForTesting(
+            [this](const char* path, const std::atomic<bool>*, int32_t*) -> int64_t {
+                if (path == target) {
+                    reached.set();
+                    EXPECT_TRUE(resumed.await());
+                }
+                return 1;
+            });
+    }
+    ~SizingGate() { Core::FileManager::setDirectorySizerForTesting(nullptr); }
+    SizingGate(const SizingGate&) = delete;
+    SizingGate& operator=(const SizingGate&) = delete;
+    std::string target;
+    testing_support::Flag reached, resumed;
+};
 
 struct JunkRecorder : Core::JunkFileFinderDelegate {
     std::vector<std::string> calls;  // slot names, in order
