@@ -29,6 +29,8 @@ struct ScanContext {
     };
     std::atomic<uint64_t> currentDeviceNumber{0};
     std::atomic<bool> isSetUp{false};
+    // Whether the scan's volume is tmpfs: -1 until a listing has asked.
+    std::atomic<int> isTmpfs{-1};
     std::array<Shard, kShards> shards;
 
     Shard& shardFor(uint64_t number) { return shards[(number * 0x9E3779B97F4A7C15ull) >> 58]; }
@@ -59,6 +61,18 @@ internal::ObjectType objectType(mode_t mode) {
     if (S_ISDIR(mode)) return internal::ObjectType::directory;
     if (S_ISLNK(mode)) return internal::ObjectType::symbolicLink;
     return internal::ObjectType::other;
+}
+
+// Only tmpfs tells a folder's entry count without reading the folder. Every
+// folder a scan lists lies on the scan's volume, so that volume is asked once.
+bool isOnTmpfs(int folderFd) {
+    ScanContext& context = scanContext();
+    int known = context.isSetUp.load() ? context.isTmpfs.load(std::memory_order_relaxed) : -1;
+    if (known >= 0) return known == 1;
+    struct statfs fsInfo {};
+    bool tmpfs = ::fstatfs(folderFd, &fsInfo) == 0 && fsInfo.f_type == TMPFS_MAGIC;
+    if (context.isSetUp.load()) context.isTmpfs.store(tmpfs ? 1 : 0, std::memory_order_relaxed);
+    return tmpfs;
 }
 
 uint64_t allocatedSize(const struct stat& st) { return st.st_blocks > 0 ? static_cast<uint64_t>(st.st_blocks) << 9 : 0; }
@@ -95,6 +109,7 @@ void OMFolderExtractor::setupScanContextWithDeviceNumber(uint64_t deviceNumber) 
         shard.numbers = {};
     }
     context.currentDeviceNumber.store(deviceNumber);
+    context.isTmpfs.store(-1);
     context.isSetUp.store(true);
 }
 
@@ -117,9 +132,7 @@ void OMFolderExtractor::extractFolderUsingAttrListMethodWith(const std::string& 
         if (completion) completion();
         return;
     }
-    // Only tmpfs tells a folder's entry count without reading the folder.
-    struct statfs fsInfo {};
-    bool countsAreCheap = ::fstatfs(fd, &fsInfo) == 0 && fsInfo.f_type == TMPFS_MAGIC;
+    bool countsAreCheap = isOnTmpfs(fd);
 
     std::vector<OMFolderElement> folders;
     std::vector<OMFolderElement> files;

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cstring>
 #include <functional>
+#include <typeinfo>
 
 namespace platform {
 
@@ -169,6 +170,8 @@ std::optional<int64_t> MetadataIndex::itemSize(const std::string& path) const {
     std::vector<MetadataItem> nested;
     return packageSize(trimmed, nested);
 }
+
+bool MetadataIndex::walksScopeForPackages() const { return typeid(*this) == typeid(MetadataIndex); }
 
 std::shared_ptr<MetadataIndex> MetadataIndex::shared() { return installedIndex().get(); }
 void MetadataIndex::setShared(std::shared_ptr<MetadataIndex> index) { installedIndex().set(std::move(index)); }

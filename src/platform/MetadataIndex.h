@@ -4,7 +4,9 @@
 // path and a size; an absent answer means the query could not be started.
 //
 // The Linux stand-in keeps no index: it answers by walking the folders
-// concerned when asked.
+// concerned when asked (and says so through walksScopeForPackages(), so that
+// the disk usage walk sizes the packages it meets instead of having the
+// whole scope walked once more for them).
 // - packages(scope): folders below `scope` whose names end in a package
 //   extension (".app", ".bundle", ... as platform::isPackageExtension says),
 //   each with the sum of the allocated sizes of the regular files below it
@@ -56,6 +58,14 @@ public:
     // Nothing when the item doesn't exist or is neither.
     virtual std::optional<int64_t> itemSize(const std::string& path) const;
 
+    // True when packages() has to walk the whole scope to answer, as the
+    // stand-in does. A caller that walks the scope itself may then ask
+    // itemSize() of each package folder it meets instead: the answer is the
+    // same, and the scope's folders are listed once rather than twice. An
+    // index derived from this one answers packages() its own way and says
+    // false unless it overrides this too.
+    virtual bool walksScopeForPackages() const;
+
     // The installed index; never null.
     static std::shared_ptr<MetadataIndex> shared();
     // Installs `index` (null restores the stand-in).
@@ -71,6 +81,7 @@ public:
     MetadataAnswer filesOfAtLeast(int64_t minSize) const override { return _target->filesOfAtLeast(minSize); }
     MetadataAnswer diskImages() const override { return _target->diskImages(); }
     std::optional<int64_t> itemSize(const std::string& path) const override { return _target->itemSize(path); }
+    bool walksScopeForPackages() const override { return false; }
 
 private:
     std::shared_ptr<MetadataIndex> _target;

@@ -131,9 +131,9 @@ struct OperationQueueState : std::enable_shared_from_this<OperationQueueState> {
         {
             MutexLock lock(mutex);
             auto gone = [raw](const std::shared_ptr<Operation>& o) { return o.get() == raw; };
-            std::erase_if(running, gone);
-            // An asynchronous operation may say it finished before it started.
-            std::erase_if(pending, gone);
+            // An asynchronous operation may say it finished before it started;
+            // the pending list can be long, so it is searched only then.
+            if (std::erase_if(running, gone) == 0) std::erase_if(pending, gone);
             next = takeStartable();
         }
         cv.notify_all();

@@ -2,14 +2,17 @@
 
 #include "Core/disk/DiskTraverseOperation.h"
 #include "disk/OMFolderExtractor.h"
+#include "platform/FileTypes.h"
 #include "platform/Layout.h"
 #include "platform/MetadataIndex.h"
 
 #include <sys/statvfs.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <random>
 #include <system_error>
+#include <thread>
 
 namespace Core {
 
@@ -30,6 +33,12 @@ bool isTrash(const std::string& path) {
     for (const auto& folder : layout.trashFolders())
         if (trimmed == folder) return true;
     return false;
+}
+
+// Whether a folder's name ends in a package extension.
+bool hasPackageExtension(std::string_view name) {
+    size_t dot = name.find_last_of('.');
+    return dot != std::string_view::npos && dot != 0 && platform::isPackageExtension(name.substr(dot + 1));
 }
 
 }  // namespace
@@ -72,6 +81,7 @@ void DiskUsage::start(const std::string& path) {
 }
 
 void DiskUsage::startQuery() {
+    _packageSizer.reset();
     auto queue = std::make_shared<platform::OperationQueue>("DiskUsage.metadataQueryQueue");
     queue->setMaxConcurrentOperationCount(1);
     {
@@ -85,7 +95,15 @@ void DiskUsage::startQuery() {
     queue->addOperation([weak = weak_from_this(), scope] {
         auto self = weak.lock();
         if (!self) return;
-        auto answer = platform::MetadataIndex::shared()->packages(scope);
+        auto index = platform::MetadataIndex::shared();
+        if (index->walksScopeForPackages()) {
+            // Its answer would cost a walk of the whole scope before ours:
+            // ours asks it about each package folder it meets instead.
+            self->_packageSizer = std::move(index);
+            self->didFinishMetadataQueryGathering({});
+            return;
+        }
+        auto answer = index->packages(scope);
         if (!answer) {
             // No index: the walk does all the work.
             {
@@ -143,6 +161,10 @@ void DiskUsage::walk() {
     startProgressTimer();
 
     auto queue = std::make_shared<platform::OperationQueue>("DiskUsage.fileTraverseQueue");
+    // The listings keep the cores busy in the kernel; more at once than
+    // there are cores only adds switches and a longer list of running
+    // operations to search as each one ends.
+    queue->setMaxConcurrentOperationCount(static_cast<int>(std::max(2u, std::thread::hardware_concurrency())));
     queue->setOnOperationFinished([weak = weak_from_this()](const std::shared_ptr<platform::Operation>& op) {
         if (auto self = weak.lock()) {
             std::lock_guard lock(self->_mutex);
@@ -201,16 +223,24 @@ void DiskUsage::foldersFound(DiskFileTreeNode* parent, DiskFileTreeNode::Childre
             continue;
         }
         folder->setSize(std::nullopt);
-        if (!_mdQueryResults.empty()) {
-            auto known = _mdQueryResults.find(path);
-            if (known != _mdQueryResults.end() && known->second >= 1) {
-                folder->setSize(known->second);
-                folder->setFileType(DiskUsageNodeType::folder(DiskUsageFolderType::bundle));
-                continue;
-            }
+        if (auto size = knownPackageSize(path, folder->name()); size && *size >= 1) {
+            folder->setSize(*size);
+            folder->setFileType(DiskUsageNodeType::folder(DiskUsageFolderType::bundle));
+            continue;
         }
         addTraversal(folder);
     }
+}
+
+std::optional<int64_t> DiskUsage::knownPackageSize(const std::string& path, const std::string& name) const {
+    if (_packageSizer) {
+        if (!hasPackageExtension(name)) return std::nullopt;
+        return _packageSizer->itemSize(path);
+    }
+    if (_mdQueryResults.empty()) return std::nullopt;
+    auto known = _mdQueryResults.find(path);
+    if (known == _mdQueryResults.end()) return std::nullopt;
+    return known->second;
 }
 
 void DiskUsage::startProgressTimer() {
@@ -270,6 +300,7 @@ void DiskUsage::finish(std::shared_ptr<DiskFileTreeNode> node) {
         _operations.clear();
     }
     _mdQueryResults.clear();
+    _packageSizer.reset();
     invalidateProgressTimer();
     _previousProgress = 0;
     _rootNode.reset();

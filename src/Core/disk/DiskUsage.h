@@ -9,6 +9,7 @@
 
 #include "Core/disk/DiskUsageProvider.h"
 #include "platform/Dispatch.h"
+#include "platform/MetadataIndex.h"
 #include "platform/OperationQueue.h"
 
 #include <atomic>
@@ -61,6 +62,8 @@ private:
     void walk();
     void addTraversal(DiskFileTreeNode* node);
     void foldersFound(DiskFileTreeNode* parent, DiskFileTreeNode::Children folders);
+    // The package size the index gives for the folder at `path`, if any.
+    std::optional<int64_t> knownPackageSize(const std::string& path, const std::string& name) const;
     void startProgressTimer();
     void invalidateProgressTimer();
     void finish(std::shared_ptr<DiskFileTreeNode> node);
@@ -72,6 +75,9 @@ private:
     std::string _rootPath;                                          // guarded by _mutex
     // Complete before the walk starts, only read during it.
     std::unordered_map<std::string, int64_t> _mdQueryResults;
+    // Set instead when the index sizes packages one by one as the walk
+    // meets them; same lifetime as the answer above.
+    std::shared_ptr<platform::MetadataIndex> _packageSizer;
     std::atomic<DiskUsageState> _currentState{DiskUsageState::ready};
     std::shared_ptr<DiskFileTreeNode> _rootNode;
     FileFound _onFileFound;
