@@ -128,6 +128,7 @@ struct OperationQueueState : std::enable_shared_from_this<OperationQueueState> {
         // queue to empty has also seen every callback.
         if (callback) callback(op);
         std::vector<std::shared_ptr<Operation>> next;
+        bool drained = false;
         {
             MutexLock lock(mutex);
             auto gone = [raw](const std::shared_ptr<Operation>& o) { return o.get() == raw; };
@@ -135,8 +136,11 @@ struct OperationQueueState : std::enable_shared_from_this<OperationQueueState> {
             // the pending list can be long, so it is searched only then.
             if (std::erase_if(running, gone) == 0) std::erase_if(pending, gone);
             next = takeStartable();
+            drained = running.empty() && pending.empty();
         }
-        cv.notify_all();
+        // Only those waiting for the queue to empty listen: waking them at
+        // every finished operation of a long queue costs a switch each time.
+        if (drained) cv.notify_all();
         startAll(next);
     }
 
