@@ -99,6 +99,15 @@ TEST(MetadataIndexTest, DiskImagesAreKnownByTheirTrailerNotTheirName) {
                                                       {home + "/renamed.bin", 512}}));
 }
 
+TEST(MetadataIndexTest, OnlyTheStandInSaysItWalksTheScopeForPackages) {
+    struct Derived : MetadataIndex {
+        platform::MetadataAnswer packages(const std::string&) const override { return std::nullopt; }
+    };
+    EXPECT_TRUE(MetadataIndex().walksScopeForPackages());
+    EXPECT_FALSE(Derived().walksScopeForPackages());
+    EXPECT_FALSE(platform::MetadataIndexWrapper(std::make_shared<MetadataIndex>()).walksScopeForPackages());
+}
+
 TEST(MetadataIndexTest, ADoubleReplacesTheSharedIndexUntilRemoved) {
     struct Fake : platform::MetadataIndexWrapper {
         Fake() : MetadataIndexWrapper(MetadataIndex::shared()) {}

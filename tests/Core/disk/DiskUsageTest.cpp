@@ -148,6 +148,34 @@ TEST_F(DiskUsageTest, WithoutAnIndexTheWalkDoesAllTheWork) {
     EXPECT_EQ(child(*tree, "Known.app")->size(), allocated(dir / "Known.app/exe"));
 }
 
+TEST_F(DiskUsageTest, TheStandInIndexSizesThePackagesTheWalkMeets) {
+    TempDir dir;
+    writeFileOfSize(dir / "Apps/Full.app/Contents/exe", 40000);
+    fs::create_hard_link(dir / "Apps/Full.app/Contents/exe", dir / "Apps/Full.app/Contents/again");
+    writeFileOfSize(dir / "Apps/Hollow.app/Contents/empty", 0);
+    writeFileOfSize(dir / "Apps/Plain/exe", 6000);
+    ScopedLayout layout(dir.str(), dir.str());
+    platform::MetadataIndex::setShared(nullptr);
+
+    auto tree = scanToEnd(dir.str());
+    ASSERT_NE(tree, nullptr);
+    const auto* apps = child(*tree, "Apps");
+    ASSERT_NE(apps, nullptr);
+    // The index counts every name of a hard-linked file; the walk would have
+    // counted it once, so this size can only be the index's.
+    const auto* full = child(*apps, "Full.app");
+    ASSERT_NE(full, nullptr);
+    EXPECT_EQ(full->fileType(), DiskUsageNodeType::folder(DiskUsageFolderType::bundle));
+    EXPECT_EQ(full->size(), 2 * allocated(dir / "Apps/Full.app/Contents/exe"));
+    EXPECT_EQ(full->children(), nullptr);
+    // A package whose files hold no blocks isn't in the index's answer: entered.
+    const auto* hollow = child(*apps, "Hollow.app");
+    ASSERT_NE(hollow, nullptr);
+    EXPECT_EQ(hollow->fileType(), DiskUsageNodeType::folder(DiskUsageFolderType::browsable));
+    EXPECT_NE(child(*hollow, "Contents"), nullptr);
+    EXPECT_EQ(tree->size(), full->size() + allocated(dir / "Apps/Plain/exe"));
+}
+
 TEST_F(DiskUsageTest, OtherVolumesAreLeftOut) {
     TempDir dir;
     fs::create_directories(dir / "mnt");
