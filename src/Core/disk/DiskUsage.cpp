@@ -177,7 +177,7 @@ void DiskUsage::walk() {
         _fileTraverseQueue = queue;
     }
     _rootNode = root;
-    addTraversal(root.get());
+    addTraversal(root.get(), path);
     queue->waitUntilAllOperationsAreFinished();
     if (!isStopped()) {
         finish(root);
@@ -191,9 +191,9 @@ void DiskUsage::walk() {
     if (_walkEndedHook) _walkEndedHook();
 }
 
-void DiskUsage::addTraversal(DiskFileTreeNode* node) {
+void DiskUsage::addTraversal(DiskFileTreeNode* node, std::string path) {
     if (isStopped() || _isTimeout.load()) return;
-    auto op = std::make_shared<DiskTraverseOperation>(node->path());
+    auto op = std::make_shared<DiskTraverseOperation>(std::move(path));
     op->onFilesFound = [node](DiskFileTreeNode::Children files) { node->appendChildren(std::move(files)); };
     op->onFoldersFound = [this, node](DiskFileTreeNode::Children folders) { foldersFound(node, std::move(folders)); };
     std::shared_ptr<platform::OperationQueue> queue;
@@ -228,7 +228,7 @@ void DiskUsage::foldersFound(DiskFileTreeNode* parent, DiskFileTreeNode::Childre
             folder->setFileType(DiskUsageNodeType::folder(DiskUsageFolderType::bundle));
             continue;
         }
-        addTraversal(folder);
+        addTraversal(folder, std::move(path));
     }
 }
 

@@ -60,7 +60,9 @@ public:
 private:
     void startQuery();
     void walk();
-    void addTraversal(DiskFileTreeNode* node);
+    // `path` is the node's, made once by the caller: a node rebuilds it from
+    // its ancestors' names each time it is asked.
+    void addTraversal(DiskFileTreeNode* node, std::string path);
     void foldersFound(DiskFileTreeNode* parent, DiskFileTreeNode::Children folders);
     // The package size the index gives for the folder at `path`, if any.
     std::optional<int64_t> knownPackageSize(const std::string& path, const std::string& name) const;

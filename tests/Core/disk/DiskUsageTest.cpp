@@ -64,6 +64,14 @@ protected:
             if (c->name() == name) return c.get();
         return nullptr;
     }
+    // `name` below `parent` is a package the walk took whole, of `size` bytes.
+    static void expectBundle(const DiskFileTreeNode* parent, const std::string& name, int64_t size) {
+        const auto* node = child(*parent, name);
+        ASSERT_NE(node, nullptr) << name;
+        EXPECT_EQ(node->fileType(), DiskUsageNodeType::folder(DiskUsageFolderType::bundle)) << name;
+        EXPECT_EQ(node->size(), size) << name;
+        EXPECT_EQ(node->children(), nullptr) << name;
+    }
     static int64_t allocated(const std::string& path) {
         struct stat st {};
         EXPECT_EQ(::lstat(path.c_str(), &st), 0);
@@ -120,11 +128,7 @@ TEST_F(DiskUsageTest, KnownPackagesAreNotEnteredAndDevIsIgnored) {
     ASSERT_NE(tree, nullptr);
     const auto* apps = child(*tree, "Apps");
     ASSERT_NE(apps, nullptr);
-    const auto* known = child(*apps, "Known.app");
-    ASSERT_NE(known, nullptr);
-    EXPECT_EQ(known->fileType(), DiskUsageNodeType::folder(DiskUsageFolderType::bundle));
-    EXPECT_EQ(known->size(), 1234567);
-    EXPECT_EQ(known->children(), nullptr);
+    expectBundle(apps, "Known.app", 1234567);
     for (const char* walked : {"Unknown.app", "Tiny.app"}) {  // a size below 1 isn't taken
         const auto* node = child(*apps, walked);
         ASSERT_NE(node, nullptr);
@@ -163,17 +167,14 @@ TEST_F(DiskUsageTest, TheStandInIndexSizesThePackagesTheWalkMeets) {
     ASSERT_NE(apps, nullptr);
     // The index counts every name of a hard-linked file; the walk would have
     // counted it once, so this size can only be the index's.
-    const auto* full = child(*apps, "Full.app");
-    ASSERT_NE(full, nullptr);
-    EXPECT_EQ(full->fileType(), DiskUsageNodeType::folder(DiskUsageFolderType::bundle));
-    EXPECT_EQ(full->size(), 2 * allocated(dir / "Apps/Full.app/Contents/exe"));
-    EXPECT_EQ(full->children(), nullptr);
+    const int64_t fullSize = 2 * allocated(dir / "Apps/Full.app/Contents/exe");
+    expectBundle(apps, "Full.app", fullSize);
     // A package whose files hold no blocks isn't in the index's answer: entered.
     const auto* hollow = child(*apps, "Hollow.app");
     ASSERT_NE(hollow, nullptr);
     EXPECT_EQ(hollow->fileType(), DiskUsageNodeType::folder(DiskUsageFolderType::browsable));
     EXPECT_NE(child(*hollow, "Contents"), nullptr);
-    EXPECT_EQ(tree->size(), full->size() + allocated(dir / "Apps/Plain/exe"));
+    EXPECT_EQ(tree->size(), fullSize + allocated(dir / "Apps/Plain/exe"));
 }
 
 TEST_F(DiskUsageTest, OtherVolumesAreLeftOut) {
