@@ -12,7 +12,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <set>
 #include <string>
 
 namespace {
@@ -151,7 +150,8 @@ TEST_F(CommandTest, DirsizeSumsWhatItCanReadAndNamesTheError) {
 }
 
 // Ping connects as the library does: it fails while no tool is installed
-// under the root, and is answered by the one that another command installed.
+// under the root, and is answered by the one that a maintenance command
+// installed (and ran its command through).
 TEST_F(CommandTest, HelperPingIsAnsweredOnlyByAnInstalledTool) {
     const std::string root = " --root '" + dir.str() + "/root' ";
     SweeperRun before = runSweeper("--json" + root + "helper ping");
@@ -167,12 +167,14 @@ TEST_F(CommandTest, HelperPingIsAnsweredOnlyByAnInstalledTool) {
     pid_t pid = 0;
     if (pidFile >> pid && pid > 1) ::kill(pid, SIGTERM);
     ASSERT_EQ(install.status, 0) << install.err;
+    EXPECT_EQ(parsed(install), (json{{"ok", true}}));
     EXPECT_EQ(parsed(ping),
               (json{{"socket", dir.str() + "/root/var/run/com.oxmerl.MerlSweeper.PrivilegedHelperTool.socket"},
                     {"answered", true}}));
 }
 
-// One run of the demo: its rules, junk, disk and duplicate parts.
+// One run of the demo: its rules, junk, disk and duplicate parts. (The junk
+// scan's rules are tested below the command; this checks the sample.)
 TEST_F(CommandTest, DemoTourOfItsSamples) {
     json demo = parsed(runSweeper("--json demo"));
 
@@ -184,12 +186,7 @@ TEST_F(CommandTest, DemoTourOfItsSamples) {
 
     const json& junk = demo.at("junk");
     const std::string sampleRoot = junk.at("sampleRoot");
-    std::set<std::string> logs;
-    for (const auto& f : junk.at("systemLogs")) logs.insert(f.at("path").get<std::string>().substr(sampleRoot.size()));
-    EXPECT_EQ(logs, (std::set<std::string>{"/Library/Logs/DiagnosticReports", "/private/var/db/diagnostics",
-                                           "/private/var/log/system.log", "/private/var/log/system.log0.gz",
-                                           "/private/var/log/install.log", "/private/var/log/wifi-2.log",
-                                           "/private/var/log/daily.out"}));
+    EXPECT_EQ(junk.at("systemLogs").size(), 7u);
     ASSERT_EQ(junk.at("diskImages").size(), 1u);
     EXPECT_EQ(junk.at("diskImages")[0].at("path"), sampleRoot + "/Users/demo/Downloads/Installer.dmg");
     EXPECT_EQ(junk.at("appJunk").size(), 2u);
