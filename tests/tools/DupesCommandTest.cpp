@@ -1,7 +1,6 @@
 // Runs "sweeper dupes" on small trees the test writes. Skipped in builds
 // without the tools (the sanitizer presets).
 #include "support/ImageBuilder.h"
-#include "support/PhotoLibraryBuilder.h"
 #include "support/Sweeper.h"
 #include "support/TempDir.h"
 
@@ -142,29 +141,6 @@ TEST_F(DupesCommandTest, AQuietRunOnUndecodablePicturesLeavesStandardErrorEmpty)
                                                "duplicates: Failed to decode picture: " + dir / "cut.jpg"}));
     json doc = json::parse(run.out, nullptr, false);
     EXPECT_EQ(doc, (json{{"duplicates", json::array()}, {"similar", json::array()}}));
-}
-
-TEST_F(DupesCommandTest, PhotosOfALibraryRootCarryTheirIdentifier) {
-    std::string lib = dir / "Pictures.photoslibrary";
-    writeFile(lib + "/originals/A/a.jpg", "a photo's bytes");
-    writeFile(lib + "/originals/B/b.jpg", "another photo");
-    NewLibrary content;
-    content.assets = {{.uuid = "ID-A", .directory = "A", .filename = "a.jpg"},
-                      {.uuid = "ID-B", .directory = "B", .filename = "b.jpg"}};
-    writeNewLibrary(lib, content);
-    writeFile(dir / "loose/a-copy.jpg", "a photo's bytes");
-    writeFile(dir / "loose/other.txt", "keeps the folder apart");
-
-    SweeperRun run = runSweeper("--json dupes '" + lib + "/' '" + (dir / "loose") + "'");
-    ASSERT_EQ(run.status, 0) << run.err;
-    json expected = {{{{"path", lib + "/originals/A/a.jpg"}, {"photoID", "ID-A"}, {"size", 15}},
-                      {{"path", dir / "loose/a-copy.jpg"}, {"size", 15}}}};
-    EXPECT_EQ(json::parse(run.out)["duplicates"], expected);
-    EXPECT_EQ(run.out, json::parse(run.out).dump(2) + "\n");
-
-    run = runSweeper("dupes '" + lib + "' '" + (dir / "loose") + "'");
-    ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_NE(run.out.find(lib + "/originals/A/a.jpg  [photo ID-A]\n"), std::string::npos) << run.out;
 }
 
 TEST_F(DupesCommandTest, TextListsGroupsApartAndTheBytesToFree) {
