@@ -193,13 +193,6 @@ protected:
     }
 };
 
-TEST_P(QueueKindTest, ReportsLabelAndQoS) {
-    auto q = make("reported");
-    EXPECT_EQ(q->label(), "reported");
-    EXPECT_EQ(q->qos(), QoS::utility);
-    EXPECT_EQ(q->isSerial(), GetParam());
-}
-
 TEST_P(QueueKindTest, SyncOnIdleQueueRunsInlineWithTheQueuesSpecific) {
     auto q = make("inline");
     q->setSpecific(kNumberKey, std::make_shared<int>(7));
@@ -280,7 +273,6 @@ TEST(GlobalQueueTest, OnePerQoSAndUnspecifiedIsDefault) {
     EXPECT_NE(globalQueue(QoS::background), globalQueue(QoS::utility));
     EXPECT_EQ(globalQueue(QoS::background)->qos(), QoS::background);
     EXPECT_FALSE(globalQueue()->isSerial());
-    EXPECT_STREQ(toString(QoS::defaultQoS), "default");
 }
 
 }  // namespace
