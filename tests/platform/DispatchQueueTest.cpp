@@ -49,6 +49,48 @@ TEST(SerialQueueTest, KeepsFifoOrderAndExclusionUnderManyProducers) {
     EXPECT_FALSE(overlapped) << "a serial queue runs one item at a time";
 }
 
+// With one worker free, a serial queue with a long backlog gives that worker
+// back now and then: another queue's item runs before the backlog is done.
+// The other workers are held by waits the pool does not count as blocking,
+// so it starts no extra worker.
+TEST(SerialQueueTest, ABusyQueueLetsAnotherQueueRunOnTheOnlyFreeWorker) {
+    const size_t limit = poolStatsForTesting().activeLimit;
+    auto holders = makeConcurrentQueue("holders");
+    Flag release, go;
+    Semaphore holding(0);
+    Group held;
+    for (size_t i = 0; i + 1 < limit; ++i)
+        holders->async(held, [&] {
+            holding.signal();
+            release.await();
+        });
+    for (size_t i = 0; i + 1 < limit; ++i) ASSERT_TRUE(holding.wait(kPatience));
+
+    constexpr int kBacklog = 1000;
+    auto busy = makeSerialQueue("busy"), other = makeSerialQueue("other");
+    std::atomic<int> busyRan{0};
+    int busyRanBeforeOther = -1;
+    Flag otherRan;
+    busy->async([&] {
+        holding.signal();
+        go.await();
+    });
+    ASSERT_TRUE(holding.wait(kPatience));
+    for (int i = 0; i < kBacklog; ++i) busy->async([&] { ++busyRan; });
+    other->async([&] {
+        busyRanBeforeOther = busyRan.load();
+        otherRan.set();
+    });
+    go.set();
+    EXPECT_TRUE(otherRan.await());
+    release.set();
+    ASSERT_TRUE(held.wait(kPatience));
+    busy->sync([] {});
+    EXPECT_EQ(busyRan.load(), kBacklog);
+    EXPECT_GE(busyRanBeforeOther, 0);
+    EXPECT_LT(busyRanBeforeOther, kBacklog) << "the other queue waited for the whole backlog";
+}
+
 TEST(ConcurrentQueueTest, RunsItemsThatWaitForEachOther) {
     auto q = makeConcurrentQueue("pair");
     Semaphore a(0), b(0);
@@ -151,13 +193,6 @@ protected:
     }
 };
 
-TEST_P(QueueKindTest, ReportsLabelAndQoS) {
-    auto q = make("reported");
-    EXPECT_EQ(q->label(), "reported");
-    EXPECT_EQ(q->qos(), QoS::utility);
-    EXPECT_EQ(q->isSerial(), GetParam());
-}
-
 TEST_P(QueueKindTest, SyncOnIdleQueueRunsInlineWithTheQueuesSpecific) {
     auto q = make("inline");
     q->setSpecific(kNumberKey, std::make_shared<int>(7));
@@ -238,7 +273,6 @@ TEST(GlobalQueueTest, OnePerQoSAndUnspecifiedIsDefault) {
     EXPECT_NE(globalQueue(QoS::background), globalQueue(QoS::utility));
     EXPECT_EQ(globalQueue(QoS::background)->qos(), QoS::background);
     EXPECT_FALSE(globalQueue()->isSerial());
-    EXPECT_STREQ(toString(QoS::defaultQoS), "default");
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// Runs "sweeper bundle" on an application with a helper and on a wrapped
-// iOS application whose container lies in the home of --home.
+// Runs "sweeper bundle" on an application with a helper. (Wrapped
+// applications and their containers are tested below the command.)
 #include "support/BundleBuilder.h"
 #include "support/Sweeper.h"
 #include "support/TempDir.h"
@@ -31,17 +31,6 @@ TEST_F(BundleCommandTest, ApplicationWithHelper) {
     EXPECT_EQ(json::parse(run.out), json({{"bundleID", "com.example.Notes"},
                                           {"bundleIDs", {"com.example.Notes", "com.example.Notes.helper"}},
                                           {"bundleNames", {"Notes", "Helper.app"}}}));
-}
-
-TEST_F(BundleCommandTest, WrappedApplicationWithItsContainer) {
-    writeBundle(dir / "Game.app/WrappedBundle", BundleSpec("com.ios.game").named("Game").flatForm());
-    const std::string home = dir / "home";
-    const std::string uuid = "0A1B2C3D-4E5F-6789-ABCD-EF0123456789";
-    testing_support::writeContainerMetadata(home + "/Library/Containers/" + uuid, "com.ios.game");
-    auto run = testing_support::runSweeper("--home '" + home + "' bundle '" + dir / "Game.app" + "'");
-    ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(json::parse(run.out),
-              json({{"bundleID", "com.ios.game"}, {"bundleIDs", {"com.ios.game", uuid}}, {"bundleNames", {"Game"}}}));
 }
 
 TEST_F(BundleCommandTest, NoApplication) {

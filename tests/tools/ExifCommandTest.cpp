@@ -47,9 +47,6 @@ TEST_F(ExifCommandTest, JsonHasTheCodeAndTheNamedFields) {
     EXPECT_EQ(f["GeoLocation"]["LatComponents"]["direction"], "?");
     EXPECT_EQ(f["GeoLocation"]["Altitude"], 0.0);
     EXPECT_EQ(f["LensInfo"]["FocalPlaneResolutionUnit"], 0);
-    EXPECT_EQ(f.size(), 27u);
-    EXPECT_EQ(f["GeoLocation"].size(), 7u);
-    EXPECT_EQ(f["LensInfo"].size(), 9u);
 }
 
 TEST_F(ExifCommandTest, TextModeAndFailures) {

@@ -79,27 +79,6 @@ TEST_F(JunkCommandTest, SwitchedOffCategoriesAreEmptyLists) {
     EXPECT_EQ(browsers.at("appJunk"), json::array());
 }
 
-TEST(JunkDemoTest, TheDemoScansItsSampleSystem) {
-    if (!testing_support::sweeperBuilt()) GTEST_SKIP() << "sweeper is not built here";
-    auto run = testing_support::runSweeper("--json demo");
-    ASSERT_EQ(run.status, 0) << run.err;
-    auto junk = json::parse(run.out).at("junk");
-    const std::string root = junk.at("sampleRoot");
-    std::set<std::string> logs;
-    for (const auto& f : junk.at("systemLogs")) logs.insert(f.at("path").get<std::string>().substr(root.size()));
-    EXPECT_EQ(logs, (std::set<std::string>{"/Library/Logs/DiagnosticReports", "/private/var/db/diagnostics",
-                                           "/private/var/log/system.log", "/private/var/log/system.log0.gz",
-                                           "/private/var/log/install.log", "/private/var/log/wifi-2.log",
-                                           "/private/var/log/daily.out"}));
-    ASSERT_EQ(junk.at("diskImages").size(), 1u);
-    EXPECT_EQ(junk.at("diskImages")[0].at("path"), root + "/Users/demo/Downloads/Installer.dmg");
-    EXPECT_EQ(junk.at("appJunk").size(), 2u);
-    EXPECT_EQ(junk.at("internetCaches").size(), 1u);
-    ASSERT_EQ(junk.at("orphanJunk").size(), 1u);
-    EXPECT_EQ(junk.at("orphanJunk")[0].at("id"), "com.removed.PhotoTool");
-    EXPECT_EQ(junk.at("trash").size(), 2u);
-}
-
 TEST(JunkCommandUsageTest, UnknownSwitchIsAUsageError) {
     if (!testing_support::sweeperBuilt()) GTEST_SKIP() << "sweeper is not built here";
     EXPECT_EQ(testing_support::runSweeper("junk --no-such-thing").status, 2);

@@ -57,30 +57,6 @@ TEST_F(SmcCommandTest, KeysAndValuesThroughTheClass) {
     EXPECT_NE(read.err.find("unsupported data type sp78 for key: TC0P"), std::string::npos);
 }
 
-TEST_F(SmcCommandTest, PlainReadsShareOneKeyCache) {
-    auto run = sweeper("smc plain --table '" + table + "' TC0P F0Ac TC0P NOPE NOPE");
-    ASSERT_EQ(run.status, 0) << run.err;
-    auto document = json::parse(run.out);
-    // TC0P and F0Ac are asked once each; a key that fails is never cached.
-    EXPECT_EQ(document.at("infoCalls"), 4);
-    auto values = document.at("values");
-    ASSERT_EQ(values.size(), 5u);
-    EXPECT_EQ(values[0].at("result"), 0);
-    EXPECT_EQ(values[0].at("dataType"), "sp78");
-    EXPECT_EQ(values[0].at("bytes"), "3240");
-    EXPECT_EQ(values[0].at("sp78"), 50.25);
-    EXPECT_EQ(values[0].at("float"), -1.0);
-    EXPECT_EQ(values[1].at("float"), 2150.5);
-    EXPECT_NE(values[3].at("result"), 0);
-    EXPECT_EQ(values[3].at("dataSize"), 0);
-    EXPECT_EQ(values[3].at("dataType"), "");
-    EXPECT_EQ(values[3].at("bytes"), "");
-    // Without a table the machine's controller answers and no count is given.
-    auto machine = sweeper("smc plain FNum");
-    ASSERT_EQ(machine.status, 0);
-    EXPECT_FALSE(json::parse(machine.out).contains("infoCalls"));
-}
-
 TEST_F(SmcCommandTest, BadTablesAndKeysAreRefused) {
     for (const std::string& bad : {std::string("[{\"key\": \"TC0P\""), std::string("[{\"key\": \"TC0\", \"type\": \"sp78\", \"bytes\": \"\"}]"),
                                    std::string("[{\"key\": \"TC0P\", \"type\": \"sp78\", \"bytes\": \"abc\"}]")}) {

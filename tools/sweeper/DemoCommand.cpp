@@ -15,6 +15,7 @@
 
 #include <sys/stat.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <deque>
@@ -117,14 +118,13 @@ void demoDisk(const Globals& g, nlohmann::json& out) {
                 platform::formatByteCount(total).c_str());
 }
 
-// A 1-bit picture (binary PBM): a dithered diagonal light with a dark disc;
-// `specks` pixels near the corner are flipped, and a comment added, to make a
-// near-identical copy of another size (two files of one size that are
-// complete after their first read part without a picture hash).
+// A 1-bit picture in an uncompressed TIFF: a dithered diagonal light with a
+// dark disc. `specks` pixels near the corner are flipped, and a gap put
+// before the pixels, to make a near-identical copy of another size.
 std::string ditheredPicture(int specks) {
     constexpr int kWidth = 96, kHeight = 72;
     static constexpr int kBayer[4][4] = {{0, 8, 2, 10}, {12, 4, 14, 6}, {3, 11, 1, 9}, {15, 7, 13, 5}};
-    std::string data = std::string(specks ? "P4\n# edited\n" : "P4\n") + std::to_string(kWidth) + " " + std::to_string(kHeight) + "\n";
+    std::string pixels;
     for (int y = 0; y < kHeight; ++y) {
         unsigned char byte = 0;
         for (int x = 0; x < kWidth; ++x) {
@@ -134,12 +134,39 @@ std::string ditheredPicture(int specks) {
             if (y == 0 && x < specks) black = !black;
             byte = static_cast<unsigned char>(byte << 1 | (black ? 1 : 0));
             if (x % 8 == 7) {
-                data.push_back(static_cast<char>(byte));
+                pixels.push_back(static_cast<char>(byte));
                 byte = 0;
             }
         }
     }
-    return data;
+    // Little-endian throughout, whatever the host's order.
+    std::string tiff = "II*";
+    auto put = [&](uint32_t value, int bytes) {
+        for (int i = 0; i < bytes; ++i) tiff.push_back(static_cast<char>(value >> (8 * i) & 0xFF));
+    };
+    tiff.push_back('\0');
+    put(8, 4);  // the one directory follows the header
+    struct Entry {
+        uint16_t tag, type;  // type 3 short, 4 long
+        uint32_t value;
+    };
+    const uint32_t gap = specks ? 16 : 0;
+    const uint32_t pixelsAt = 8 + 2 + 9 * 12 + 4 + gap;
+    const Entry entries[] = {{256, 3, kWidth},  {257, 3, kHeight},  {258, 3, 1},
+                             {259, 3, 1},       {262, 3, 0},  // no compression; 0 is white
+                             {273, 4, pixelsAt}, {277, 3, 1},       {278, 3, kHeight},
+                             {279, 4, static_cast<uint32_t>(pixels.size())}};
+    put(9, 2);
+    for (const Entry& e : entries) {
+        put(e.tag, 2);
+        put(e.type, 2);
+        put(1, 4);
+        put(e.value, e.type == 3 ? 2 : 4);
+        if (e.type == 3) put(0, 2);
+    }
+    put(0, 4);  // no further directory
+    tiff.append(gap, '\0');
+    return tiff + pixels;
 }
 
 // A duplicate search over a sample folder it writes: copies of a file,
@@ -156,8 +183,8 @@ void demoDuplicates(const Globals& g, nlohmann::json& out) {
         write(std::string(album) + "/day1.txt", "Day one: the coast.\n");
         write(std::string(album) + "/day2.txt", "Day two: the hills, and rain.\n");
     }
-    write("Pictures/window.pbm", ditheredPicture(0));
-    write("Pictures/window edited.pbm", ditheredPicture(5));
+    write("Pictures/window.tif", ditheredPicture(0));
+    write("Pictures/window edited.tif", ditheredPicture(5));
 
     DupesOptions options;
     options.roots = {sample.string()};

@@ -73,14 +73,6 @@ TEST(AppGroupManagerTest, DocumentsFromTheResourcesFolder) {
     EXPECT_EQ(shipped.get("com.microsoft.Word")->groupName(), "Microsoft Office");
 }
 
-TEST(AppVenderTest, RawValuesRoundTrip) {
-    for (int v = 0; v <= static_cast<int>(AppVender::other); ++v) {
-        auto vender = static_cast<AppVender>(v);
-        EXPECT_EQ(Core::appVender(Core::rawValue(vender)), vender);
-    }
-    EXPECT_FALSE(Core::appVender("adobe"));
-}
-
 class PublicSuffixListTest : public testing::Test {
 protected:
     Core::PublicSuffixList list{

@@ -61,10 +61,6 @@ void RecordingFileDelegate::fileDeleterCurrent(const std::string& path) {
 }
 
 void RecordingFileDelegate::fileDeleterDeleted(const std::string& path, int error) {
-    {
-        std::lock_guard lock(_mutex);
-        ++_results;
-    }
     add(fs::path(path).filename().string() + " " + std::to_string(error));
 }
 
@@ -96,11 +92,6 @@ int RecordingFileDelegate::completions() {
 bool RecordingFileDelegate::awaitCompleted() {
     std::unique_lock lock(_mutex);
     return _changed.wait_for(lock, kPatience, [&] { return _completions > 0; });
-}
-
-bool RecordingFileDelegate::awaitResults(size_t count) {
-    std::unique_lock lock(_mutex);
-    return _changed.wait_for(lock, kPatience, [&] { return _results >= count; });
 }
 
 }  // namespace deletion_testing

@@ -46,8 +46,6 @@ public:
     std::vector<std::string> currents();
     int completions();
     bool awaitCompleted();
-    // Waits until `count` results (deleted or failed) have come.
-    bool awaitResults(size_t count);
 
 private:
     void add(std::string call);
@@ -55,7 +53,6 @@ private:
     std::condition_variable _changed;
     std::vector<std::string> _calls;
     std::vector<std::string> _currents;
-    size_t _results = 0;
     int _completions = 0;
 };
 

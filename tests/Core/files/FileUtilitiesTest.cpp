@@ -8,6 +8,7 @@
 #include "platform/Dispatch.h"
 #include "platform/ProcessRunner.h"
 #include "platform/PropertyList.h"
+#include "support/Await.h"
 #include "support/TempDir.h"
 
 #include "support/ScopedSimulatedClock.h"
@@ -20,6 +21,7 @@
 #include <atomic>
 #include <cerrno>
 #include <future>
+#include <optional>
 #include <map>
 #include <thread>
 #include <unordered_map>
@@ -27,6 +29,7 @@
 namespace {
 
 using namespace Core;
+using testing_support::kPatience;
 using testing_support::TempDir;
 using testing_support::writeFile;
 
@@ -231,8 +234,14 @@ protected:
     }
     // On a thread of its own: the main thread never waits for the helper,
     // and the thread running the tests may have become the main thread.
-    int64_t sizeOfFolder() {
-        return std::async(std::launch::async, [this] { return FileManager::size(folder()); }).get();
+    // Nothing when the size takes longer than the suite's patience (the
+    // thread is then left behind, and the test fails instead of hanging).
+    std::optional<int64_t> sizeOfFolder() {
+        auto task = std::make_shared<std::packaged_task<int64_t()>>([url = folder()] { return FileManager::size(url); });
+        auto size = task->get_future();
+        std::thread([task] { (*task)(); }).detach();
+        if (size.wait_for(kPatience) != std::future_status::ready) return std::nullopt;
+        return size.get();
     }
     platform::URL folder() const { return platform::URL::fileURL(dir / "d"); }
     TempDir dir;
@@ -248,7 +257,9 @@ TEST_F(PrivilegedSizeTest, UnreadableDirectoriesAreSizedByTheHelper) {
     helper->answer = 9000;
     FileManager::setHelperProviderForTesting([this](std::function<void()>) { return helper; });
     EXPECT_EQ(sizeOfFolder(), 9000);
-    EXPECT_EQ(helper->asked.get_future().get(), dir / "d");
+    auto asked = helper->asked.get_future();
+    ASSERT_EQ(asked.wait_for(kPatience), std::future_status::ready);
+    EXPECT_EQ(asked.get(), dir / "d");
 
     // Other errors don't go to the helper.
     probe.error = EIO;
@@ -260,10 +271,15 @@ TEST_F(PrivilegedSizeTest, InterruptingAScanStopsTheHelpersSizing) {
     auto context = FileFinderContext::make([](platform::URL) {});
     auto asked = helper->asked.get_future();
 
-    std::thread scan([&] { runInScan(context, [&] { EXPECT_EQ(FileManager::size(folder()), 77); }); });
-    asked.wait();
+    auto scan = std::async(std::launch::async, [&] {
+        int64_t size = -1;
+        runInScan(context, [&] { size = FileManager::size(folder()); });
+        return size;
+    });
+    ASSERT_EQ(asked.wait_for(kPatience), std::future_status::ready);
     context->interrupt();
-    scan.join();
+    ASSERT_EQ(scan.wait_for(kPatience), std::future_status::ready) << "the interrupt did not end the wait";
+    EXPECT_EQ(scan.get(), 77);
     EXPECT_EQ(helper->stops, 1);
 }
 
@@ -282,10 +298,11 @@ TEST_F(PrivilegedSizeTest, AHelperThatNeverAnswersIsGivenUpAtTheDeadline) {
     FileManager::setHelperProviderForTesting([this](std::function<void()>) { return helper; });
     auto asked = helper->asked.get_future();
     auto size = std::async(std::launch::async, [&] { return sizeOfFolder(); });
-    asked.wait();
+    ASSERT_EQ(asked.wait_for(kPatience), std::future_status::ready);
     clock->advance(FileManager::kPrivilegedSizeDeadline - std::chrono::seconds(1));
     EXPECT_EQ(size.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
     clock->advance(std::chrono::seconds(1));
+    ASSERT_EQ(size.wait_for(kPatience), std::future_status::ready);
     EXPECT_EQ(size.get(), 0);
     EXPECT_EQ(helper->stops, 1) << "the helper is told to stop its walk";
 }
@@ -293,11 +310,8 @@ TEST_F(PrivilegedSizeTest, AHelperThatNeverAnswersIsGivenUpAtTheDeadline) {
 TEST_F(PrivilegedSizeTest, TheMainThreadNeverWaitsForTheHelper) {
     FileManager::setHelperProviderForTesting([this](std::function<void()>) { return helper; });
     int64_t size = -1;
-    platform::dispatch::mainQueue()->async([&] {
-        size = FileManager::size(folder());
-        platform::dispatch::stopMainLoop();
-    });
-    platform::dispatch::runMainLoop();
+    platform::dispatch::mainQueue()->async([&] { size = FileManager::size(folder()); });
+    ASSERT_TRUE(platform::dispatch::runMainLoopUntil([&] { return size != -1; }, kPatience));
     EXPECT_EQ(size, 0);
     EXPECT_EQ(helper->asked.get_future().wait_for(std::chrono::seconds(0)), std::future_status::timeout)
         << "the helper was never asked";
@@ -313,11 +327,12 @@ TEST_F(PrivilegedSizeTest, LostHelperConnectionEndsTheWait) {
     });
     auto asked = helper->asked.get_future();
     auto size = std::async(std::launch::async, [&] { return sizeOfFolder(); });
-    asked.wait();
+    ASSERT_EQ(asked.wait_for(kPatience), std::future_status::ready);
     {
         std::lock_guard lock(lostMutex);
         lost();
     }
+    ASSERT_EQ(size.wait_for(kPatience), std::future_status::ready);
     EXPECT_EQ(size.get(), 0);
 }
 

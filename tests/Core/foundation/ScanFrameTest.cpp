@@ -176,7 +176,7 @@ TEST_F(ScanFrameTest, ContextIsFoundThroughTheQueueItRunsOn) {
         seenAsync = Core::FileFinderContext::current();
         done.signal();
     });
-    done.wait();
+    ASSERT_TRUE(done.wait(testing_support::kPatience));
     EXPECT_EQ(seenAsync, context);
 }
 

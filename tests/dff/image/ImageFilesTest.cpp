@@ -85,10 +85,6 @@ protected:
 };
 
 TEST_F(ImageFilesTest, ImagesAreKnownByTypeAndOnlyWhenTheyExist) {
-    const auto& types = platform::ImageService::shared().decodableTypeIdentifiers();
-    for (const char* type : {"public.jpeg", "public.png", "public.tiff", "com.compuserve.gif"})
-        EXPECT_EQ(types.count(type), 1u) << type;
-
     std::string jpeg = writeJpeg("a.jpg", std::vector<uint8_t>(64, 9), 8, 8);
     EXPECT_TRUE(dff::isImage(jpeg.c_str()));
     EXPECT_TRUE(dff::isImage(write("b.JPEG", "any bytes: the type comes from the name").c_str()));
@@ -104,7 +100,6 @@ TEST_F(ImageFilesTest, OneTypeTableAnswersForFilesAndTheImageService) {
     const auto& listed = platform::imageTypeIdentifiers();
     EXPECT_EQ(std::set<std::string>(listed.begin(), listed.end()),
               std::set<std::string>(decodable.begin(), decodable.end()));
-    EXPECT_TRUE(std::is_sorted(listed.begin(), listed.end()));
     // Known types that are no pictures are never image formats.
     EXPECT_FALSE(platform::imageTypeIdentifierForExtension("csv"));
     EXPECT_EQ(platform::imageTypeIdentifierForExtension("AVIF"), "public.avif");
