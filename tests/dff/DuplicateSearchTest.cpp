@@ -240,6 +240,26 @@ TEST_F(DuplicateSearch, OverlappingRootsOfferNoFileAsItsOwnDuplicate) {
     EXPECT_TRUE(duplicates.empty());
 }
 
+TEST_F(DuplicateSearch, NamesOfOneFileAreOneMemberAndTheirFoldersNoCopies) {
+    // Deleting "the copy" of a hard link would delete the only data.
+    writeFile(dir / "A/data", "kept once");
+    writeFile(dir / "B/other", "apart");
+    ASSERT_EQ(::link((dir / "A/data").c_str(), (dir / "B/data").c_str()), 0);
+    ASSERT_EQ(::link((dir / "B/other").c_str(), (dir / "A/other").c_str()), 0);
+    search();
+    EXPECT_TRUE(duplicates.empty()) << names(duplicates).size();
+
+    // With a real copy, the group holds one name of the linked file.
+    finder.releaseFiles();
+    writeFile(dir / "copy", "kept once");
+    search();
+    ASSERT_EQ(duplicates.size(), 1u);
+    Names found = names(duplicates);
+    EXPECT_EQ(found[0].size(), 2u);
+    EXPECT_EQ(found[0].back(), "copy");
+    EXPECT_TRUE(found[0].front() == "A/data" || found[0].front() == "B/data") << found[0].front();
+}
+
 TEST_F(DuplicateSearch, StopEndsTheSearchWithWhatWasFound) {
     for (int i = 0; i < 50; ++i) writeFile(dir / ("d" + std::to_string(i) + "/f"), "same in every folder");
     finder.onProgress = [&](double value) {
