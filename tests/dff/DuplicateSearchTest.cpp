@@ -260,6 +260,24 @@ TEST_F(DuplicateSearch, NamesOfOneFileAreOneMemberAndTheirFoldersNoCopies) {
     EXPECT_TRUE(found[0].front() == "A/data" || found[0].front() == "B/data") << found[0].front();
 }
 
+TEST_F(DuplicateSearch, AFolderSwappedForALinkDuringTheWalkIsNotFollowed) {
+    testing_support::TempDir outside;
+    writeFile(outside / "secret", "same bytes");
+    writeFile(dir / "a", "same bytes");
+    writeFile(dir / "sub/inner", "whatever");
+    // The folder is listed in its parent, then swapped before it is opened.
+    onPath = [&](const dff::Path& path) {
+        if (path.str() != dir / "sub") return;
+        fs::rename(dir / "sub", outside / "moved");
+        fs::create_directory_symlink(outside.str(), dir / "sub");
+    };
+    search();
+    EXPECT_TRUE(duplicates.empty()) << names(duplicates).size();
+    for (const std::string& path : reported) EXPECT_EQ(path.rfind(dir / "sub/", 0), std::string::npos) << path;
+    ASSERT_EQ(finder.directories.size(), 1u);
+    EXPECT_TRUE(finder.directories[0]->unique);
+}
+
 TEST_F(DuplicateSearch, StopEndsTheSearchWithWhatWasFound) {
     for (int i = 0; i < 50; ++i) writeFile(dir / ("d" + std::to_string(i) + "/f"), "same in every folder");
     finder.onProgress = [&](double value) {
