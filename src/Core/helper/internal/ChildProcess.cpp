@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 
 #include <cerrno>
+#include <set>
 
 namespace Core::internal {
 
@@ -15,7 +16,37 @@ namespace {
 // a process that runs as root.
 const char* const kEnvironment[] = {"PATH=/usr/sbin:/usr/bin:/sbin:/bin", "LANG=C", nullptr};
 
+// The processes being waited for. A clock moved by command (in tests) wakes
+// them, as their waits listen to no timer of their own.
+struct Waiters {
+    std::mutex mutex;
+    std::set<ChildProcess*> list;
+};
+
+Waiters& waiters() {
+    // Never destroyed: the clock's listener outlives every static.
+    static Waiters* all = new Waiters;
+    return *all;
+}
+
+std::function<void()>& waitingHook() {
+    static std::function<void()> hook;
+    return hook;
+}
+
 }  // namespace
+
+void ChildProcess::setWaitingHookForTesting(std::function<void()> hook) { waitingHook() = std::move(hook); }
+
+void ChildProcess::wakeWaiters() {
+    std::lock_guard lock(waiters().mutex);
+    for (ChildProcess* child : waiters().list) {
+        // Under the child's lock, so that a wait between its check of the
+        // time and its sleep can't miss the wake-up.
+        { std::lock_guard childLock(child->_mutex); }
+        child->_changed.notify_all();
+    }
+}
 
 std::shared_ptr<ChildProcess> ChildProcess::start(const std::vector<std::string>& argv) {
     if (argv.empty() || argv.front().empty() || argv.front().front() != '/') return nullptr;
@@ -86,13 +117,26 @@ void ChildProcess::terminate() {
 }
 
 bool ChildProcess::wait(platform::Clock::TimePoint deadline) {
-    std::unique_lock lock(_mutex);
-    auto& clock = platform::clock();
-    while (!_exited && !_ended && clock.now() < deadline) clock.waitUntil(lock, _changed, deadline);
-    if (!_exited) killGroupLocked();
-    // SIGKILL can't be caught: the child is gone soon after.
-    _changed.wait(lock, [this] { return _exited; });
-    return !_ended && _exitStatus == 0;
+    static std::once_flag listening;
+    std::call_once(listening, [] { platform::addTimeChangeListener(&ChildProcess::wakeWaiters); });
+    {
+        std::lock_guard lock(waiters().mutex);
+        waiters().list.insert(this);
+    }
+    bool succeeded;
+    {
+        std::unique_lock lock(_mutex);
+        if (waitingHook()) waitingHook()();
+        auto& clock = platform::clock();
+        while (!_exited && !_ended && clock.now() < deadline) clock.waitUntil(lock, _changed, deadline);
+        if (!_exited) killGroupLocked();
+        // SIGKILL can't be caught: the child is gone soon after.
+        _changed.wait(lock, [this] { return _exited; });
+        succeeded = !_ended && _exitStatus == 0;
+    }
+    std::lock_guard lock(waiters().mutex);
+    waiters().list.erase(this);
+    return succeeded;
 }
 
 }  // namespace Core::internal
