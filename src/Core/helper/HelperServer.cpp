@@ -3,6 +3,8 @@
 #include "Core/helper/internal/ClientCheck.h"
 #include "Core/helper/internal/FramedSocket.h"
 #include "platform/Analytics.h"
+#include "platform/Clock.h"
+#include "platform/Dispatch.h"
 
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -27,17 +29,21 @@ public:
         HelperMessage message = HelperMessage::call(K::deletedAt);
         message.path = path;
         message.flag = success;
-        _socket->send(message);
+        send(message);
     }
-    void helperLaunchedScript() override { _socket->send(HelperMessage::call(K::launchedScript)); }
+    void helperLaunchedScript() override { send(HelperMessage::call(K::launchedScript)); }
     void helperDeletingAt(const std::string& path) override {
         HelperMessage message = HelperMessage::call(K::deletingAt);
         message.path = path;
-        _socket->send(message);
+        send(message);
     }
-    void helperDeletionCompleted() override { _socket->send(HelperMessage::call(K::deletionCompleted)); }
+    void helperDeletionCompleted() override { send(HelperMessage::call(K::deletionCompleted)); }
 
 private:
+    void send(const HelperMessage& message) {
+        if (!_socket->send(message)) platform::log("helper: a message to the client could not be sent");
+    }
+
     std::shared_ptr<internal::FramedSocket> _socket;
 };
 
@@ -92,6 +98,65 @@ bool dispatchCall(const HelperMessage& m, HelperService& service,
             return false;
     }
 }
+
+// Ends a client that has sent nothing for its limit while none of its work
+// runs. The timer is the dispatch layer's, on the platform clock.
+class IdleWatch : public std::enable_shared_from_this<IdleWatch> {
+public:
+    IdleWatch(std::shared_ptr<internal::FramedSocket> socket, HelperService& service,
+              std::chrono::duration<double> limit)
+        : _socket(std::move(socket)), _service(service), _limit(platform::toClockDuration(limit)),
+          _last(platform::clock().now()) {}
+
+    void start() { arm(_limit); }
+    void touch() {
+        std::lock_guard lock(_mutex);
+        _last = platform::clock().now();
+    }
+    // After this the service is not looked at again.
+    void end() {
+        std::lock_guard lock(_mutex);
+        _ended = true;
+    }
+
+private:
+    void arm(platform::Clock::Duration delay) {
+        platform::dispatch::globalQueue()->asyncAfter(
+            std::chrono::duration<double>(delay), [weak = weak_from_this()] {
+                if (auto self = weak.lock()) self->check();
+            });
+    }
+
+    void check() {
+        std::unique_lock lock(_mutex);
+        if (_ended) return;
+        platform::Clock::TimePoint now = platform::clock().now();
+        if (now - _last < _limit) {
+            platform::Clock::Duration left = _limit - (now - _last);
+            lock.unlock();
+            arm(left);
+            return;
+        }
+        // Work under way counts as activity: its results are still to come.
+        if (_service.busy()) {
+            _last = now;
+            lock.unlock();
+            arm(_limit);
+            return;
+        }
+        _ended = true;
+        lock.unlock();
+        platform::log("helper: closed an idle client");
+        _socket->shutdown();
+    }
+
+    std::shared_ptr<internal::FramedSocket> _socket;
+    HelperService& _service;
+    platform::Clock::Duration _limit;
+    std::mutex _mutex;
+    platform::Clock::TimePoint _last;
+    bool _ended = false;
+};
 
 }  // namespace
 
@@ -166,10 +231,24 @@ void HelperServer::serveClient(int fd) {
     }
     {
         HelperService service(std::make_shared<RemoteDelegate>(socket), _options.service);
+        auto idle = std::make_shared<IdleWatch>(socket, service, _options.idleTimeout);
+        idle->start();
+        bool refused = false;
         auto end = socket->readMessages([&](HelperMessage message) {
-            if (!dispatchCall(message, service, socket)) socket->shutdown();
+            if (refused) return;  // frames that were already read
+            idle->touch();
+            // A failing call ends its client, never the tool and its other clients.
+            try {
+                if (_options.beforeDispatchForTesting) _options.beforeDispatchForTesting(message);
+                refused = !dispatchCall(message, service, socket);
+            } catch (const std::exception& error) {
+                platform::log(std::string("helper: closed a client whose call failed: ") + error.what());
+                refused = true;
+            }
+            if (refused) socket->shutdown();
         });
         if (end == internal::FramedSocket::End::malformed) platform::log("helper: closed a client that sent a malformed frame");
+        idle->end();
         socket->shutdown();
     }
     std::lock_guard lock(_clientLock);

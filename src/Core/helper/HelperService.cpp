@@ -51,10 +51,26 @@ void HelperService::shutdown() {
     for (auto& task : tasks) task.join();
 }
 
-void HelperService::startTask(std::function<void()> work) {
+bool HelperService::busy() {
     std::lock_guard lock(_mutex);
-    if (_shuttingDown) return;
-    _tasks.emplace_back(std::move(work));
+    return _deleting || !_jobs.empty() || _runningTasks > 0;
+}
+
+bool HelperService::startTask(std::function<void()> work) {
+    std::lock_guard lock(_mutex);
+    if (_shuttingDown || _runningTasks >= _options.maxTasks) return false;
+    ++_runningTasks;
+    _tasks.emplace_back([this, work = std::move(work)] {
+        // A thread that throws would end the tool, and every other client.
+        try {
+            work();
+        } catch (const std::exception& error) {
+            platform::log(std::string("helper: a task failed: ") + error.what());
+        }
+        std::lock_guard done(_mutex);
+        --_runningTasks;
+    });
+    return true;
 }
 
 void HelperService::test(std::function<void()> reply) {
@@ -65,6 +81,12 @@ void HelperService::deleteAtPaths(const std::vector<std::string>& paths, const s
     {
         std::lock_guard lock(_mutex);
         if (_shuttingDown) return;
+        if (_jobs.size() >= _options.maxQueuedDeletions ||
+            paths.size() + withScripts.size() > _options.maxEntriesPerDeletion) {
+            platform::log("helper: refused a deletion beyond what one client may ask for");
+            _client->helperDeletionCompleted();
+            return;
+        }
         _jobs.push_back({++_lastSequence, paths, withScripts, _shredMode});
         if (!_deletionThread.joinable()) _deletionThread = std::thread([this] { deletionLoop(); });
     }
@@ -109,8 +131,15 @@ void HelperService::deletionLoop() {
             if (_jobs.empty()) return;
             job = std::move(_jobs.front());
             _jobs.pop_front();
+            _deleting = true;
         }
-        runDeletion(job);
+        try {
+            runDeletion(job);
+        } catch (const std::exception& error) {
+            platform::log(std::string("helper: a deletion failed: ") + error.what());
+        }
+        std::lock_guard lock(_mutex);
+        _deleting = false;
     }
 }
 
@@ -143,15 +172,20 @@ void HelperService::getDirectorySizeAt(const std::string& path, std::function<vo
         if (_shuttingDown) return;
         _sizeStops.insert(stop);
     }
-    startTask([this, path, with = std::move(with), stop] {
+    auto forget = [this, stop] {
+        std::lock_guard lock(_mutex);
+        _sizeStops.erase(stop);
+    };
+    bool started = startTask([path, with, stop, forget] {
         int32_t error = 0;
         int64_t size = GetDirectorySize(path.c_str(), stop.get(), &error);
-        {
-            std::lock_guard lock(_mutex);
-            _sizeStops.erase(stop);
-        }
+        forget();
         if (with) with(size);
     });
+    if (!started) {
+        forget();
+        if (with) with(0);  // as for a path that can't be read
+    }
 }
 
 void HelperService::stopGettingSize() {
@@ -160,10 +194,11 @@ void HelperService::stopGettingSize() {
 }
 
 void HelperService::shredFile(const std::string& path, std::function<void(bool success)> with) {
-    startTask([this, path, with = std::move(with)] {
-        bool removed = !isProtected(path) && internal::removeTree(path, true, [] { return true; });
-        if (with) with(removed);
-    });
+    if (!startTask([this, path, with] {
+            bool removed = !isProtected(path) && internal::removeTree(path, true, [] { return true; });
+            if (with) with(removed);
+        }) && with)
+        with(false);
 }
 
 void HelperService::changeMode(bool shred) {
@@ -201,10 +236,11 @@ bool HelperService::runChild(const std::string& commandLine, uint64_t sequence,
 }
 
 void HelperService::runMaintenance(const std::string& command, std::function<void(bool success)> reply) {
-    startTask([this, command, reply = std::move(reply)] {
-        bool ok = !command.empty() && runChild(command, 0, nullptr);
-        if (reply) reply(ok);
-    });
+    if (!startTask([this, command, reply] {
+            bool ok = !command.empty() && runChild(command, 0, nullptr);
+            if (reply) reply(ok);
+        }) && reply)
+        reply(false);
 }
 
 void HelperService::reindexSpotlight(std::function<void(bool success)> reply) {
