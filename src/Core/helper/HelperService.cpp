@@ -8,6 +8,8 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
+
 namespace Core {
 
 namespace {
@@ -57,19 +59,34 @@ bool HelperService::busy() {
 }
 
 bool HelperService::startTask(std::function<void()> work) {
-    std::lock_guard lock(_mutex);
-    if (_shuttingDown || _runningTasks >= _options.maxTasks) return false;
-    ++_runningTasks;
-    _tasks.emplace_back([this, work = std::move(work)] {
-        // A thread that throws would end the tool, and every other client.
-        try {
-            work();
-        } catch (const std::exception& error) {
-            platform::log(std::string("helper: a task failed: ") + error.what());
+    std::vector<std::thread> finished;
+    {
+        std::lock_guard lock(_mutex);
+        if (_shuttingDown || _runningTasks >= _options.maxTasks) return false;
+        // The threads of tasks that ended are joined here, so a long
+        // connection doesn't gather them.
+        auto ended = std::partition(_tasks.begin(), _tasks.end(), [this](const std::thread& task) {
+            return _endedTasks.count(task.get_id()) == 0;
+        });
+        for (auto it = ended; it != _tasks.end(); ++it) {
+            _endedTasks.erase(it->get_id());
+            finished.push_back(std::move(*it));
         }
-        std::lock_guard done(_mutex);
-        --_runningTasks;
-    });
+        _tasks.erase(ended, _tasks.end());
+        ++_runningTasks;
+        _tasks.emplace_back([this, work = std::move(work)] {
+            // A thread that throws would end the tool, and every other client.
+            try {
+                work();
+            } catch (const std::exception& error) {
+                platform::log(std::string("helper: a task failed: ") + error.what());
+            }
+            std::lock_guard done(_mutex);
+            --_runningTasks;
+            _endedTasks.insert(std::this_thread::get_id());
+        });
+    }
+    for (auto& task : finished) task.join();
     return true;
 }
 

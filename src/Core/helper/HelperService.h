@@ -125,6 +125,7 @@ private:
     std::thread _deletionThread;
     std::vector<std::thread> _tasks;
     size_t _runningTasks = 0;
+    std::set<std::thread::id> _endedTasks;  // of _tasks, to be joined
     bool _deleting = false;
     std::set<std::shared_ptr<std::atomic<bool>>> _sizeStops;
     std::set<std::pair<uint64_t, std::shared_ptr<internal::ChildProcess>>> _children;
