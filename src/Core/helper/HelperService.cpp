@@ -155,8 +155,13 @@ void HelperService::deletionLoop() {
         } catch (const std::exception& error) {
             platform::log(std::string("helper: a deletion failed: ") + error.what());
         }
-        std::lock_guard lock(_mutex);
-        _deleting = false;
+        {
+            std::lock_guard lock(_mutex);
+            _deleting = false;
+        }
+        // Last, and once the work is over: a client that has its completion
+        // sees the service idle.
+        _client->helperDeletionCompleted();
     }
 }
 
@@ -179,7 +184,6 @@ void HelperService::runDeletion(const DeletionJob& job) {
         }
         runChild(script, job.sequence, [this] { _client->helperLaunchedScript(); });
     }
-    _client->helperDeletionCompleted();
 }
 
 void HelperService::getDirectorySizeAt(const std::string& path, std::function<void(int64_t size)> with) {
