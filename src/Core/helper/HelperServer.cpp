@@ -1,10 +1,10 @@
 #include "Core/helper/HelperServer.h"
 
 #include "Core/helper/internal/ClientCheck.h"
+#include "Core/helper/internal/ClockWake.h"
 #include "Core/helper/internal/FramedSocket.h"
 #include "platform/Analytics.h"
 #include "platform/Clock.h"
-#include "platform/Dispatch.h"
 
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -12,7 +12,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <condition_variable>
 #include <cstring>
+#include <thread>
 
 namespace Core {
 
@@ -100,62 +102,65 @@ bool dispatchCall(const HelperMessage& m, HelperService& service,
 }
 
 // Ends a client that has sent nothing for its limit while none of its work
-// runs. The timer is the dispatch layer's, on the platform clock.
-class IdleWatch : public std::enable_shared_from_this<IdleWatch> {
+// runs. Waits on the platform clock on a thread of its own.
+class IdleWatch {
 public:
     IdleWatch(std::shared_ptr<internal::FramedSocket> socket, HelperService& service,
               std::chrono::duration<double> limit)
-        : _socket(std::move(socket)), _service(service), _limit(platform::toClockDuration(limit)),
-          _last(platform::clock().now()) {}
+        : _socket(std::move(socket)),
+          _service(service),
+          _limit(platform::toClockDuration(limit)),
+          _last(platform::clock().now()),
+          _thread([this] { run(); }) {}
+    // Joins the thread; the service is not looked at after this.
+    ~IdleWatch() {
+        {
+            std::lock_guard lock(_mutex);
+            _ended = true;
+        }
+        _changed.notify_all();
+        _thread.join();
+    }
+    IdleWatch(const IdleWatch&) = delete;
+    IdleWatch& operator=(const IdleWatch&) = delete;
 
-    void start() { arm(_limit); }
     void touch() {
         std::lock_guard lock(_mutex);
         _last = platform::clock().now();
     }
-    // After this the service is not looked at again.
-    void end() {
-        std::lock_guard lock(_mutex);
-        _ended = true;
-    }
 
 private:
-    void arm(platform::Clock::Duration delay) {
-        platform::dispatch::globalQueue()->asyncAfter(
-            std::chrono::duration<double>(delay), [weak = weak_from_this()] {
-                if (auto self = weak.lock()) self->check();
-            });
-    }
-
-    void check() {
+    void run() {
+        internal::ClockWake wake(_mutex, _changed);  // goes after the lock below
         std::unique_lock lock(_mutex);
-        if (_ended) return;
-        platform::Clock::TimePoint now = platform::clock().now();
-        if (now - _last < _limit) {
-            platform::Clock::Duration left = _limit - (now - _last);
+        auto& clock = platform::clock();
+        while (!_ended) {
+            platform::Clock::TimePoint now = clock.now();
+            if (now - _last < _limit) {
+                clock.waitUntil(lock, _changed, _last + _limit);
+                continue;
+            }
+            // Work under way counts as activity: its results are still to come.
+            if (_service.busy()) {
+                _last = now;
+                continue;
+            }
+            _ended = true;
             lock.unlock();
-            arm(left);
+            platform::log("helper: closed an idle client");
+            _socket->shutdown();
             return;
         }
-        // Work under way counts as activity: its results are still to come.
-        if (_service.busy()) {
-            _last = now;
-            lock.unlock();
-            arm(_limit);
-            return;
-        }
-        _ended = true;
-        lock.unlock();
-        platform::log("helper: closed an idle client");
-        _socket->shutdown();
     }
 
     std::shared_ptr<internal::FramedSocket> _socket;
     HelperService& _service;
-    platform::Clock::Duration _limit;
+    const platform::Clock::Duration _limit;
     std::mutex _mutex;
+    std::condition_variable _changed;
     platform::Clock::TimePoint _last;
     bool _ended = false;
+    std::thread _thread;  // last: it starts once the rest is set
 };
 
 }  // namespace
@@ -231,8 +236,7 @@ void HelperServer::serveClient(int fd) {
     }
     {
         HelperService service(std::make_shared<RemoteDelegate>(socket), _options.service);
-        auto idle = std::make_shared<IdleWatch>(socket, service, _options.idleTimeout);
-        idle->start();
+        auto idle = std::make_unique<IdleWatch>(socket, service, _options.idleTimeout);
         bool refused = false;
         auto end = socket->readMessages([&](HelperMessage message) {
             if (refused) return;  // frames that were already read
@@ -248,7 +252,7 @@ void HelperServer::serveClient(int fd) {
             if (refused) socket->shutdown();
         });
         if (end == internal::FramedSocket::End::malformed) platform::log("helper: closed a client that sent a malformed frame");
-        idle->end();
+        idle.reset();
         socket->shutdown();
     }
     std::lock_guard lock(_clientLock);

@@ -1,12 +1,13 @@
 #include "Core/helper/internal/ChildProcess.h"
 
+#include "Core/helper/internal/ClockWake.h"
+
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 
 #include <cerrno>
-#include <set>
 
 namespace Core::internal {
 
@@ -16,19 +17,6 @@ namespace {
 // a process that runs as root.
 const char* const kEnvironment[] = {"PATH=/usr/sbin:/usr/bin:/sbin:/bin", "LANG=C", nullptr};
 
-// The processes being waited for. A clock moved by command (in tests) wakes
-// them, as their waits listen to no timer of their own.
-struct Waiters {
-    std::mutex mutex;
-    std::set<ChildProcess*> list;
-};
-
-Waiters& waiters() {
-    // Never destroyed: the clock's listener outlives every static.
-    static Waiters* all = new Waiters;
-    return *all;
-}
-
 std::function<void()>& waitingHook() {
     static std::function<void()> hook;
     return hook;
@@ -37,16 +25,6 @@ std::function<void()>& waitingHook() {
 }  // namespace
 
 void ChildProcess::setWaitingHookForTesting(std::function<void()> hook) { waitingHook() = std::move(hook); }
-
-void ChildProcess::wakeWaiters() {
-    std::lock_guard lock(waiters().mutex);
-    for (ChildProcess* child : waiters().list) {
-        // Under the child's lock, so that a wait between its check of the
-        // time and its sleep can't miss the wake-up.
-        { std::lock_guard childLock(child->_mutex); }
-        child->_changed.notify_all();
-    }
-}
 
 std::shared_ptr<ChildProcess> ChildProcess::start(const std::vector<std::string>& argv) {
     if (argv.empty() || argv.front().empty() || argv.front().front() != '/') return nullptr;
@@ -117,26 +95,15 @@ void ChildProcess::terminate() {
 }
 
 bool ChildProcess::wait(platform::Clock::TimePoint deadline) {
-    static std::once_flag listening;
-    std::call_once(listening, [] { platform::addTimeChangeListener(&ChildProcess::wakeWaiters); });
-    {
-        std::lock_guard lock(waiters().mutex);
-        waiters().list.insert(this);
-    }
-    bool succeeded;
-    {
-        std::unique_lock lock(_mutex);
-        if (waitingHook()) waitingHook()();
-        auto& clock = platform::clock();
-        while (!_exited && !_ended && clock.now() < deadline) clock.waitUntil(lock, _changed, deadline);
-        if (!_exited) killGroupLocked();
-        // SIGKILL can't be caught: the child is gone soon after.
-        _changed.wait(lock, [this] { return _exited; });
-        succeeded = !_ended && _exitStatus == 0;
-    }
-    std::lock_guard lock(waiters().mutex);
-    waiters().list.erase(this);
-    return succeeded;
+    ClockWake wake(_mutex, _changed);  // goes after the lock below
+    std::unique_lock lock(_mutex);
+    if (waitingHook()) waitingHook()();
+    auto& clock = platform::clock();
+    while (!_exited && !_ended && clock.now() < deadline) clock.waitUntil(lock, _changed, deadline);
+    if (!_exited) killGroupLocked();
+    // SIGKILL can't be caught: the child is gone soon after.
+    _changed.wait(lock, [this] { return _exited; });
+    return !_ended && _exitStatus == 0;
 }
 
 }  // namespace Core::internal

@@ -49,7 +49,6 @@ public:
     static void setWaitingHookForTesting(std::function<void()> hook);
 
 private:
-    static void wakeWaiters();
     explicit ChildProcess(pid_t pid);
     void reap();
     void killGroupLocked();
