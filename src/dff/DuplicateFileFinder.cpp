@@ -10,9 +10,12 @@
 #include <fcntl.h>
 #include <strings.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
+#include <string_view>
+#include <typeinfo>
 #include <stdexcept>
 
 namespace dff {
@@ -139,38 +142,88 @@ public:
           _unknownSizePackages(unknownSizePackages),
           _count(count) {}
 
+    // Each folder is opened relative to its parent's open descriptor and
+    // never through a link, so a folder swapped for a link while the walk
+    // runs leads nowhere outside the tree. Only the folders on the way down
+    // are held open.
     void run(Directory* root) {
-        std::vector<Directory*> stack{root};
-        while (!stack.empty()) {
-            Directory* directory = stack.back();
-            stack.pop_back();
-            if (!list(directory, stack)) return;
+        std::unique_ptr<DIR, DirCloser> rootDir(
+            openFolder(AT_FDCWD, root->path.cStr(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, root));
+        if (!rootDir || !list(root, rootDir.get())) return;
+        struct Frame {
+            Directory* directory;
+            std::unique_ptr<DIR, DirCloser> dir;
+            size_t next = 0;
+        };
+        std::vector<Frame> frames;
+        frames.push_back({root, std::move(rootDir)});
+        while (!frames.empty()) {
+            Frame& frame = frames.back();
+            Directory* child = nextFolder(*frame.directory, frame.next);
+            if (child == nullptr) {
+                frames.pop_back();
+                continue;
+            }
+            std::string_view path = child->path.view();
+            std::string name(path.substr(path.rfind('/') + 1));
+            std::unique_ptr<DIR, DirCloser> dir(openFolder(
+                ::dirfd(frame.dir.get()), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC, child));
+            if (!dir) continue;
+            if (!list(child, dir.get())) return;
+            frames.push_back({child, std::move(dir)});
         }
     }
 
 private:
-    // Takes the entries of `directory`, pushing its subfolders on `stack`.
-    // False after a stop, which marks the directory under way.
-    bool list(Directory* directory, std::vector<Directory*>& stack) {
+    // Opens a folder for listing; null, with `directory` marked, when it
+    // can't be (a link swapped in gives ELOOP or ENOTDIR).
+    static DIR* openFolder(int at, const char* name, int flags, Directory* directory) {
+        int fd = ::openat(at, name, flags);
+        DIR* dir = fd < 0 ? nullptr : ::fdopendir(fd);
+        if (dir == nullptr) {
+            internal::logFailure("Failed to open directory", directory->path, errno);
+            if (fd >= 0) ::close(fd);
+            directory->unique = true;
+        }
+        return dir;
+    }
+
+    // The next subfolder to walk among the children of `directory` from
+    // `next` on, moving `next` past it; null when none is left.
+    static Directory* nextFolder(Directory& directory, size_t& next) {
+        while (next < directory.children.size()) {
+            File& child = *directory.children[next++];
+            if (typeid(child) == typeid(Directory)) return static_cast<Directory*>(&child);
+        }
+        return nullptr;
+    }
+
+    // Takes the entries of `directory`; its subfolders become children to
+    // walk later. False after a stop, which marks the directory under way.
+    bool list(Directory* directory, DIR* dir) {
         if (_finder.stopped) {
             directory->unique = true;
             return false;
         }
-        std::unique_ptr<DIR, DirCloser> dir(::opendir(directory->path.cStr()));
-        if (!dir) {
-            internal::logFailure("Failed to open directory", directory->path, errno);
-            directory->unique = true;
-            return true;
-        }
-        while (const dirent* entry = ::readdir(dir.get())) {
+        for (;;) {
+            errno = 0;
+            const dirent* entry = ::readdir(dir);
+            if (entry == nullptr) {
+                // Listed in part: what it holds can't all be compared.
+                if (errno != 0) {
+                    internal::logFailure("Failed to read directory", directory->path, errno);
+                    directory->unique = true;
+                }
+                break;
+            }
             if (_finder.stopped) {
                 directory->unique = true;
                 return false;
             }
-            switch (internal::entryType(dir.get(), entry)) {
+            switch (internal::entryType(dir, entry)) {
             case DT_LNK:
                 // Links pass no filter but the size.
-                takeSized<Symlink>(directory, dir.get(), entry, reported(directory, entry), *_finder._pathTexts,
+                takeSized<Symlink>(directory, dir, entry, reported(directory, entry), *_finder._pathTexts,
                                    _finder.minFileSize, _linksBySize);
                 break;
             case DT_REG:
@@ -179,12 +232,12 @@ private:
                     directory->unique = true;
                     break;
                 }
-                if (takeSized<File>(directory, dir.get(), entry, reported(directory, entry), *_finder._pathTexts,
+                if (takeSized<File>(directory, dir, entry, reported(directory, entry), *_finder._pathTexts,
                                     _finder.minFileSize, _filesBySize))
                     ++_count;
                 break;
             case DT_DIR:
-                if (!specialDirectory(entry)) takeFolder(directory, entry, stack);
+                if (!specialDirectory(entry)) takeFolder(directory, entry);
                 break;
             default:
                 directory->unique = true;
@@ -203,8 +256,8 @@ private:
         return path;
     }
 
-    // A folder is walked later; a package is sized by the index and never walked.
-    void takeFolder(Directory* directory, const dirent* entry, std::vector<Directory*>& stack) {
+    // A folder is walked once its parent is listed; a package is sized by the index and never walked.
+    void takeFolder(Directory* directory, const dirent* entry) {
         Path path = reported(directory, entry);
         if (!DuplicateFileFinder::isPackage(path.cStr())) {
             if ((!_finder.includeHiddenFolders && entry->d_name[0] == '.') || _finder.exclude(path)) {
@@ -212,7 +265,6 @@ private:
                 return;
             }
             auto child = make<Directory>(kept(*_finder._pathTexts, path), directory);
-            stack.push_back(child.get());
             directory->children.push_back(std::move(child));
             return;
         }

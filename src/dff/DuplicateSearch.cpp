@@ -14,12 +14,14 @@
 #include "platform/Dispatch.h"
 
 #include <strings.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <memory>
 #include <optional>
+#include <set>
 #include <stdexcept>
 #include <typeinfo>
 #include <utility>
@@ -109,6 +111,29 @@ void markLoners(Duplicate<K, T*>& index) {
         if (node->values.size() == 1) node->values.front()->unique = true;
 }
 
+// Keeps one name of each file in every group of equal objects, the first
+// seen: two names of one file (hard links, a folder reached two ways) hold
+// a single copy, and deleting "the other" would delete it. The later names
+// take no part, so the folders holding them are no copies either; so does a
+// name that can no longer be looked at, as it can't be told apart.
+template <class T>
+void oneNamePerFile(Duplicate<HashValue, T*>& index) {
+    for (auto node = index.begin(); node != index.end(); ++node) {
+        if (node->values.size() < 2) continue;
+        std::set<std::pair<dev_t, ino_t>> seen;
+        size_t kept = 0;
+        for (T* item : node->values) {
+            struct stat st {};
+            if (::lstat(item->path.cStr(), &st) != 0 || !seen.emplace(st.st_dev, st.st_ino).second) {
+                item->unique = true;
+                continue;
+            }
+            node->values[kept++] = item;
+        }
+        node->values.truncate(kept);
+    }
+}
+
 // The file stage: reads the files of each size in passes, comparing digests
 // after each.
 class FileStage {
@@ -147,7 +172,6 @@ public:
             if (!readPass(group, pass)) return;
             regroup(pass, group, work, _finder.stopped, [this](FileComparison& loner) { setAside(*loner.file); });
         }
-        if (!_finder.stopped) markLoners(_fileHashes);
     }
 
 private:
@@ -283,6 +307,9 @@ void DuplicateFileFinder::find(Groups& duplicates, Groups& similarGroups, bool o
 void DuplicateFileFinder::findDuplicateFiles(Duplicate<long long, File*>& filesBySize, std::vector<File*>* pictures,
                                              Duplicate<HashValue, File*>& fileHashes, double step) {
     FileStage(*this, pictures, fileHashes, step).run(filesBySize);
+    // Also after a stop: the groups complete so far are reported.
+    oneNamePerFile(fileHashes);
+    if (!stopped) markLoners(fileHashes);
 }
 
 void DuplicateFileFinder::calcImageHash(const std::vector<File*>& files, Duplicate<ImageHashValue, File*>& images) {
@@ -475,6 +502,7 @@ void DuplicateFileFinder::findDuplicateDirectories(Directory* root, Duplicate<Ha
 
 template <class T>
 void DuplicateFileFinder::markDuplicateContainers(Duplicate<HashValue, T*>& index) {
+    oneNamePerFile(index);
     markLoners(index);
     for (auto node = index.begin(); node != index.end(); ++node)
         if (node->values.size() > 1)

@@ -240,6 +240,44 @@ TEST_F(DuplicateSearch, OverlappingRootsOfferNoFileAsItsOwnDuplicate) {
     EXPECT_TRUE(duplicates.empty());
 }
 
+TEST_F(DuplicateSearch, NamesOfOneFileAreOneMemberAndTheirFoldersNoCopies) {
+    // Deleting "the copy" of a hard link would delete the only data.
+    writeFile(dir / "A/data", "kept once");
+    writeFile(dir / "B/other", "apart");
+    ASSERT_EQ(::link((dir / "A/data").c_str(), (dir / "B/data").c_str()), 0);
+    ASSERT_EQ(::link((dir / "B/other").c_str(), (dir / "A/other").c_str()), 0);
+    search();
+    EXPECT_TRUE(duplicates.empty()) << names(duplicates).size();
+
+    // With a real copy, the group holds one name of the linked file.
+    finder.releaseFiles();
+    writeFile(dir / "copy", "kept once");
+    search();
+    ASSERT_EQ(duplicates.size(), 1u);
+    Names found = names(duplicates);
+    EXPECT_EQ(found[0].size(), 2u);
+    EXPECT_EQ(found[0].back(), "copy");
+    EXPECT_TRUE(found[0].front() == "A/data" || found[0].front() == "B/data") << found[0].front();
+}
+
+TEST_F(DuplicateSearch, AFolderSwappedForALinkDuringTheWalkIsNotFollowed) {
+    testing_support::TempDir outside;
+    writeFile(outside / "secret", "same bytes");
+    writeFile(dir / "a", "same bytes");
+    writeFile(dir / "sub/inner", "whatever");
+    // The folder is listed in its parent, then swapped before it is opened.
+    onPath = [&](const dff::Path& path) {
+        if (path.str() != dir / "sub") return;
+        fs::rename(dir / "sub", outside / "moved");
+        fs::create_directory_symlink(outside.str(), dir / "sub");
+    };
+    search();
+    EXPECT_TRUE(duplicates.empty()) << names(duplicates).size();
+    for (const std::string& path : reported) EXPECT_EQ(path.rfind(dir / "sub/", 0), std::string::npos) << path;
+    ASSERT_EQ(finder.directories.size(), 1u);
+    EXPECT_TRUE(finder.directories[0]->unique);
+}
+
 TEST_F(DuplicateSearch, StopEndsTheSearchWithWhatWasFound) {
     for (int i = 0; i < 50; ++i) writeFile(dir / ("d" + std::to_string(i) + "/f"), "same in every folder");
     finder.onProgress = [&](double value) {

@@ -5,6 +5,7 @@
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -72,6 +73,19 @@ TEST_F(DupesCommandTest, JsonGivesEqualFilesWithSizesAndIdenticalFoldersAsFolder
                        {{{"path", dir / "Trip"}, {"size", 22}}, {{"path", dir / "Trip copy"}, {"size", 22}}}}},
                      {"similar", json::array()}};
     EXPECT_EQ(doc, expected);
+}
+
+TEST_F(DupesCommandTest, HardLinksAreNoCopiesOfEachOther) {
+    writeFile(dir / "one/report.txt", "Quarterly report\n");
+    writeFile(dir / "two/keep.txt", "placeholder\n");
+    ASSERT_EQ(::link((dir / "one/report.txt").c_str(), (dir / "two/report.txt").c_str()), 0);
+    EXPECT_EQ(relative(dupes("", dir.str())["duplicates"]), Groups{});
+
+    writeFile(dir / "copy.txt", "Quarterly report\n");
+    Groups groups = relative(dupes("", dir.str())["duplicates"]);
+    ASSERT_EQ(groups.size(), 1u);
+    ASSERT_EQ(groups[0].size(), 2u);
+    EXPECT_EQ(groups[0][0], "copy.txt");
 }
 
 TEST_F(DupesCommandTest, ExclusionsMinimumSizeAndHiddenFoldersNarrowTheSearch) {

@@ -1,8 +1,10 @@
 #include "Core/helper/HelperServer.h"
 
 #include "Core/helper/internal/ClientCheck.h"
+#include "Core/helper/internal/ClockWake.h"
 #include "Core/helper/internal/FramedSocket.h"
 #include "platform/Analytics.h"
+#include "platform/Clock.h"
 
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -10,7 +12,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <condition_variable>
 #include <cstring>
+#include <thread>
 
 namespace Core {
 
@@ -27,17 +31,21 @@ public:
         HelperMessage message = HelperMessage::call(K::deletedAt);
         message.path = path;
         message.flag = success;
-        _socket->send(message);
+        send(message);
     }
-    void helperLaunchedScript() override { _socket->send(HelperMessage::call(K::launchedScript)); }
+    void helperLaunchedScript() override { send(HelperMessage::call(K::launchedScript)); }
     void helperDeletingAt(const std::string& path) override {
         HelperMessage message = HelperMessage::call(K::deletingAt);
         message.path = path;
-        _socket->send(message);
+        send(message);
     }
-    void helperDeletionCompleted() override { _socket->send(HelperMessage::call(K::deletionCompleted)); }
+    void helperDeletionCompleted() override { send(HelperMessage::call(K::deletionCompleted)); }
 
 private:
+    void send(const HelperMessage& message) {
+        if (!_socket->send(message)) platform::log("helper: a message to the client could not be sent");
+    }
+
     std::shared_ptr<internal::FramedSocket> _socket;
 };
 
@@ -92,6 +100,68 @@ bool dispatchCall(const HelperMessage& m, HelperService& service,
             return false;
     }
 }
+
+// Ends a client that has sent nothing for its limit while none of its work
+// runs. Waits on the platform clock on a thread of its own.
+class IdleWatch {
+public:
+    IdleWatch(std::shared_ptr<internal::FramedSocket> socket, HelperService& service,
+              std::chrono::duration<double> limit)
+        : _socket(std::move(socket)),
+          _service(service),
+          _limit(platform::toClockDuration(limit)),
+          _last(platform::clock().now()),
+          _thread([this] { run(); }) {}
+    // Joins the thread; the service is not looked at after this.
+    ~IdleWatch() {
+        {
+            std::lock_guard lock(_mutex);
+            _ended = true;
+        }
+        _changed.notify_all();
+        _thread.join();
+    }
+    IdleWatch(const IdleWatch&) = delete;
+    IdleWatch& operator=(const IdleWatch&) = delete;
+
+    void touch() {
+        std::lock_guard lock(_mutex);
+        _last = platform::clock().now();
+    }
+
+private:
+    void run() {
+        internal::ClockWake wake(_mutex, _changed);  // goes after the lock below
+        std::unique_lock lock(_mutex);
+        auto& clock = platform::clock();
+        while (!_ended) {
+            platform::Clock::TimePoint now = clock.now();
+            if (now - _last < _limit) {
+                clock.waitUntil(lock, _changed, _last + _limit);
+                continue;
+            }
+            // Work under way counts as activity: its results are still to come.
+            if (_service.busy()) {
+                _last = now;
+                continue;
+            }
+            _ended = true;
+            lock.unlock();
+            platform::log("helper: closed an idle client");
+            _socket->shutdown();
+            return;
+        }
+    }
+
+    std::shared_ptr<internal::FramedSocket> _socket;
+    HelperService& _service;
+    const platform::Clock::Duration _limit;
+    std::mutex _mutex;
+    std::condition_variable _changed;
+    platform::Clock::TimePoint _last;
+    bool _ended = false;
+    std::thread _thread;  // last: it starts once the rest is set
+};
 
 }  // namespace
 
@@ -166,10 +236,23 @@ void HelperServer::serveClient(int fd) {
     }
     {
         HelperService service(std::make_shared<RemoteDelegate>(socket), _options.service);
+        auto idle = std::make_unique<IdleWatch>(socket, service, _options.idleTimeout);
+        bool refused = false;
         auto end = socket->readMessages([&](HelperMessage message) {
-            if (!dispatchCall(message, service, socket)) socket->shutdown();
+            if (refused) return;  // frames that were already read
+            idle->touch();
+            // A failing call ends its client, never the tool and its other clients.
+            try {
+                if (_options.beforeDispatchForTesting) _options.beforeDispatchForTesting(message);
+                refused = !dispatchCall(message, service, socket);
+            } catch (const std::exception& error) {
+                platform::log(std::string("helper: closed a client whose call failed: ") + error.what());
+                refused = true;
+            }
+            if (refused) socket->shutdown();
         });
         if (end == internal::FramedSocket::End::malformed) platform::log("helper: closed a client that sent a malformed frame");
+        idle.reset();
         socket->shutdown();
     }
     std::lock_guard lock(_clientLock);

@@ -4,7 +4,8 @@
 // user it was started for only when that process runs one of the authorised
 // host executables (both checked from the socket's peer credentials on every
 // connection), and serves the wire interface through a HelperService until
-// the client goes or sends a malformed frame.
+// the client goes, sends a malformed frame, or stays idle: nothing received
+// for idleTimeout by the platform clock while none of its work runs.
 //
 // Threading: serve() runs on one thread; stop() may be called from any
 // other thread (not from a signal handler).
@@ -14,11 +15,14 @@
 //   if (!server.listen(error)) fail(error);
 //   server.serve();
 
+#include "Core/helper/HelperMessage.h"
 #include "Core/helper/HelperService.h"
 
 #include <sys/types.h>
 
 #include <atomic>
+#include <chrono>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -37,6 +41,10 @@ struct HelperServerOptions {
     // must run; empty lets in root alone.
     std::vector<std::string> authorizedClients;
     HelperServiceOptions service;
+    std::chrono::duration<double> idleTimeout = std::chrono::minutes(10);
+    // Called with each message before it is handled; what it throws is
+    // handled like any failure of a call.
+    std::function<void(const HelperMessage&)> beforeDispatchForTesting;
 };
 
 class HelperServer {

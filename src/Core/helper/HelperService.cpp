@@ -8,6 +8,8 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
+
 namespace Core {
 
 namespace {
@@ -51,10 +53,41 @@ void HelperService::shutdown() {
     for (auto& task : tasks) task.join();
 }
 
-void HelperService::startTask(std::function<void()> work) {
+bool HelperService::busy() {
     std::lock_guard lock(_mutex);
-    if (_shuttingDown) return;
-    _tasks.emplace_back(std::move(work));
+    return _deleting || !_jobs.empty() || _runningTasks > 0;
+}
+
+bool HelperService::startTask(std::function<void()> work) {
+    std::vector<std::thread> finished;
+    {
+        std::lock_guard lock(_mutex);
+        if (_shuttingDown || _runningTasks >= _options.maxTasks) return false;
+        // The threads of tasks that ended are joined here, so a long
+        // connection doesn't gather them.
+        auto ended = std::partition(_tasks.begin(), _tasks.end(), [this](const std::thread& task) {
+            return _endedTasks.count(task.get_id()) == 0;
+        });
+        for (auto it = ended; it != _tasks.end(); ++it) {
+            _endedTasks.erase(it->get_id());
+            finished.push_back(std::move(*it));
+        }
+        _tasks.erase(ended, _tasks.end());
+        ++_runningTasks;
+        _tasks.emplace_back([this, work = std::move(work)] {
+            // A thread that throws would end the tool, and every other client.
+            try {
+                work();
+            } catch (const std::exception& error) {
+                platform::log(std::string("helper: a task failed: ") + error.what());
+            }
+            std::lock_guard done(_mutex);
+            --_runningTasks;
+            _endedTasks.insert(std::this_thread::get_id());
+        });
+    }
+    for (auto& task : finished) task.join();
+    return true;
 }
 
 void HelperService::test(std::function<void()> reply) {
@@ -65,6 +98,12 @@ void HelperService::deleteAtPaths(const std::vector<std::string>& paths, const s
     {
         std::lock_guard lock(_mutex);
         if (_shuttingDown) return;
+        if (_jobs.size() >= _options.maxQueuedDeletions ||
+            paths.size() + withScripts.size() > _options.maxEntriesPerDeletion) {
+            platform::log("helper: refused a deletion beyond what one client may ask for");
+            _client->helperDeletionCompleted();
+            return;
+        }
         _jobs.push_back({++_lastSequence, paths, withScripts, _shredMode});
         if (!_deletionThread.joinable()) _deletionThread = std::thread([this] { deletionLoop(); });
     }
@@ -109,8 +148,20 @@ void HelperService::deletionLoop() {
             if (_jobs.empty()) return;
             job = std::move(_jobs.front());
             _jobs.pop_front();
+            _deleting = true;
         }
-        runDeletion(job);
+        try {
+            runDeletion(job);
+        } catch (const std::exception& error) {
+            platform::log(std::string("helper: a deletion failed: ") + error.what());
+        }
+        {
+            std::lock_guard lock(_mutex);
+            _deleting = false;
+        }
+        // Last, and once the work is over: a client that has its completion
+        // sees the service idle.
+        _client->helperDeletionCompleted();
     }
 }
 
@@ -133,7 +184,6 @@ void HelperService::runDeletion(const DeletionJob& job) {
         }
         runChild(script, job.sequence, [this] { _client->helperLaunchedScript(); });
     }
-    _client->helperDeletionCompleted();
 }
 
 void HelperService::getDirectorySizeAt(const std::string& path, std::function<void(int64_t size)> with) {
@@ -143,15 +193,20 @@ void HelperService::getDirectorySizeAt(const std::string& path, std::function<vo
         if (_shuttingDown) return;
         _sizeStops.insert(stop);
     }
-    startTask([this, path, with = std::move(with), stop] {
+    auto forget = [this, stop] {
+        std::lock_guard lock(_mutex);
+        _sizeStops.erase(stop);
+    };
+    bool started = startTask([path, with, stop, forget] {
         int32_t error = 0;
         int64_t size = GetDirectorySize(path.c_str(), stop.get(), &error);
-        {
-            std::lock_guard lock(_mutex);
-            _sizeStops.erase(stop);
-        }
+        forget();
         if (with) with(size);
     });
+    if (!started) {
+        forget();
+        if (with) with(0);  // as for a path that can't be read
+    }
 }
 
 void HelperService::stopGettingSize() {
@@ -160,10 +215,11 @@ void HelperService::stopGettingSize() {
 }
 
 void HelperService::shredFile(const std::string& path, std::function<void(bool success)> with) {
-    startTask([this, path, with = std::move(with)] {
-        bool removed = !isProtected(path) && internal::removeTree(path, true, [] { return true; });
-        if (with) with(removed);
-    });
+    if (!startTask([this, path, with] {
+            bool removed = !isProtected(path) && internal::removeTree(path, true, [] { return true; });
+            if (with) with(removed);
+        }) && with)
+        with(false);
 }
 
 void HelperService::changeMode(bool shred) {
@@ -201,10 +257,11 @@ bool HelperService::runChild(const std::string& commandLine, uint64_t sequence,
 }
 
 void HelperService::runMaintenance(const std::string& command, std::function<void(bool success)> reply) {
-    startTask([this, command, reply = std::move(reply)] {
-        bool ok = !command.empty() && runChild(command, 0, nullptr);
-        if (reply) reply(ok);
-    });
+    if (!startTask([this, command, reply] {
+            bool ok = !command.empty() && runChild(command, 0, nullptr);
+            if (reply) reply(ok);
+        }) && reply)
+        reply(false);
 }
 
 void HelperService::reindexSpotlight(std::function<void(bool success)> reply) {

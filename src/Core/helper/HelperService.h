@@ -55,6 +55,13 @@ struct HelperServiceOptions {
     // How long a script or maintenance command may run before its whole
     // process group is ended.
     std::chrono::duration<double> childTimeLimit = std::chrono::minutes(10);
+    // What one client may ask for at once. A deletion with more paths or
+    // scripts, or beyond the queued ones, is refused whole (completed at
+    // once, nothing deleted); a size, shred or maintenance call beyond the
+    // running tasks answers as a failure.
+    size_t maxQueuedDeletions = 64;
+    size_t maxEntriesPerDeletion = 100000;
+    size_t maxTasks = 8;
 };
 
 class HelperService final : public OMHelperProtocol {
@@ -67,6 +74,8 @@ public:
     // Stops the running and queued deletions and sizes (a running deletion
     // still sends its helperDeletionCompleted), then joins every thread.
     void shutdown();
+    // True while a deletion is queued or running or a task runs.
+    bool busy();
 
     void test(std::function<void()> reply) override;
     void deleteAtPaths(const std::vector<std::string>& paths, const std::vector<std::string>& withScripts) override;
@@ -92,7 +101,9 @@ private:
     void runDeletion(const DeletionJob& job);
     // Waits while paused; false when the job was stopped.
     bool mayProceed(uint64_t sequence);
-    void startTask(std::function<void()> work);
+    // Runs `work` on a thread of its own; false, with nothing run, beyond
+    // the running tasks allowed or after shutdown.
+    bool startTask(std::function<void()> work);
     void runMaintenance(const std::string& command, std::function<void(bool success)> reply);
     // Runs `commandLine` with /bin/sh; `sequence` is the deletion job it
     // belongs to (0 for maintenance, which only shutdown ends).
@@ -113,6 +124,9 @@ private:
     bool _shredMode = false;
     std::thread _deletionThread;
     std::vector<std::thread> _tasks;
+    size_t _runningTasks = 0;
+    std::set<std::thread::id> _endedTasks;  // of _tasks, to be joined
+    bool _deleting = false;
     std::set<std::shared_ptr<std::atomic<bool>>> _sizeStops;
     std::set<std::pair<uint64_t, std::shared_ptr<internal::ChildProcess>>> _children;
 };

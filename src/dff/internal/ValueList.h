@@ -44,6 +44,11 @@ public:
         data()[_size++] = value;
     }
 
+    // Drops the values from `count` on; keeps the storage.
+    void truncate(size_t count) {
+        if (count < _size) _size = static_cast<uint32_t>(count);
+    }
+
     void clear() {
         release();
         _size = 0;

@@ -1,11 +1,15 @@
 #include "Core/helper/internal/ChildProcess.h"
 
+#include "support/Await.h"
+#include "support/ScopedSimulatedClock.h"
+
 #include <gtest/gtest.h>
 
 #include <signal.h>
 #include <unistd.h>
 
 #include <cstdlib>
+#include <future>
 
 using Core::internal::ChildProcess;
 
@@ -55,4 +59,31 @@ TEST(ChildProcessTest, TerminateAndTheDeadlineEndTheWholeGroup) {
     auto late = shell("sleep 1000");
     ASSERT_NE(late, nullptr);
     EXPECT_FALSE(late->wait(platform::clock().now()));
+}
+
+TEST(ChildProcessTest, ADeadlineReachedWhileWaitingEndsTheChild) {
+    testing_support::ScopedSimulatedClock clock;
+    testing_support::Flag waiting;
+    ChildProcess::setWaitingHookForTesting([&] { waiting.set(); });
+    auto child = shell("sleep 1000");
+    ASSERT_NE(child, nullptr);
+    auto deadline = clock->now() + std::chrono::seconds(10);
+    // However the test ends, the wait returns and the hook goes.
+    struct Cleanup {
+        ChildProcess& child;
+        ~Cleanup() {
+            child.terminate();
+            ChildProcess::setWaitingHookForTesting({});
+        }
+    };
+    auto result = std::async(std::launch::async, [&] { return child->wait(deadline); });
+    Cleanup cleanup{*child};
+    ASSERT_TRUE(waiting.await());
+    // Short of the deadline the child runs on.
+    clock->advance(std::chrono::seconds(9));
+    EXPECT_EQ(result.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    EXPECT_EQ(::kill(child->pid(), 0), 0);
+    clock->advance(std::chrono::seconds(1));
+    ASSERT_EQ(result.wait_for(testing_support::kPatience), std::future_status::ready);
+    EXPECT_FALSE(result.get());
 }

@@ -1,5 +1,7 @@
 #include "Core/helper/internal/ChildProcess.h"
 
+#include "Core/helper/internal/ClockWake.h"
+
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
@@ -15,7 +17,14 @@ namespace {
 // a process that runs as root.
 const char* const kEnvironment[] = {"PATH=/usr/sbin:/usr/bin:/sbin:/bin", "LANG=C", nullptr};
 
+std::function<void()>& waitingHook() {
+    static std::function<void()> hook;
+    return hook;
+}
+
 }  // namespace
+
+void ChildProcess::setWaitingHookForTesting(std::function<void()> hook) { waitingHook() = std::move(hook); }
 
 std::shared_ptr<ChildProcess> ChildProcess::start(const std::vector<std::string>& argv) {
     if (argv.empty() || argv.front().empty() || argv.front().front() != '/') return nullptr;
@@ -86,7 +95,9 @@ void ChildProcess::terminate() {
 }
 
 bool ChildProcess::wait(platform::Clock::TimePoint deadline) {
+    ClockWake wake(_mutex, _changed);  // goes after the lock below
     std::unique_lock lock(_mutex);
+    if (waitingHook()) waitingHook()();
     auto& clock = platform::clock();
     while (!_exited && !_ended && clock.now() < deadline) clock.waitUntil(lock, _changed, deadline);
     if (!_exited) killGroupLocked();

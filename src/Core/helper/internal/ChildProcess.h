@@ -16,6 +16,7 @@
 #include <sys/types.h>
 
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -41,6 +42,11 @@ public:
     // Ends the whole group; a wait in progress returns false.
     void terminate();
     pid_t pid() const { return _pid; }
+
+    // Called by wait() once it holds its lock, before it first looks at the
+    // time: a test may then move a simulated clock and know it is seen. Set
+    // while no child is waited for; empty to clear.
+    static void setWaitingHookForTesting(std::function<void()> hook);
 
 private:
     explicit ChildProcess(pid_t pid);

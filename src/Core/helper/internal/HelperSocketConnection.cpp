@@ -23,7 +23,9 @@ struct HelperSocketConnection::State {
     // Reply callbacks by call id; each knows the kind of reply it takes.
     std::map<uint32_t, std::function<void(const HelperMessage&)>> pending;
 
-    // Sends a call, registering `reply` under a fresh call id first.
+    // Sends a call, registering `reply` under a fresh call id first. A call
+    // that can't be sent (a frame too large, a peer gone) gets no reply and
+    // runs the proxies' error handlers, on the calling thread.
     void call(HelperMessage message, std::function<void(const HelperMessage&)> reply) {
         std::shared_ptr<FramedSocket> target;
         {
@@ -35,7 +37,15 @@ struct HelperSocketConnection::State {
             }
             target = socket;
         }
-        target->send(message);
+        if (target->send(message)) return;
+        std::vector<std::function<void()>> handlers;
+        {
+            std::lock_guard guard(lock);
+            pending.erase(message.callId);
+            handlers = proxyErrorHandlers;
+        }
+        for (auto& handler : handlers)
+            if (handler) handler();
     }
 
     void deliver(const HelperMessage& message) {

@@ -40,7 +40,8 @@ public:
 
     void setExportedObject(std::shared_ptr<OMHelperDelegate> object);
     // The proxy of the tool; `errorHandler` runs when the tool can't be
-    // reached. Calls made after invalidation are dropped.
+    // reached, or a call can't be sent (then on the calling thread). Calls
+    // made after invalidation are dropped.
     std::shared_ptr<OMHelperProtocol> remoteObjectProxyWithErrorHandler(std::function<void()> errorHandler);
     // Null removes a handler.
     void setInvalidationHandler(std::function<void()> handler);
