@@ -3,6 +3,7 @@
 #include "Command.h"
 #include "Output.h"
 
+#include "platform/Analytics.h"
 #include "platform/Layout.h"
 #include "platform/ResourceBundle.h"
 
@@ -29,6 +30,9 @@ void applyGlobals(const Globals& g) {
     if (!g.root.empty()) platform::Layout::shared().setRoot(g.root);
     if (!g.home.empty()) platform::Layout::shared().setHome(g.home);
     if (!g.resources.empty()) platform::ResourceBundle::shared().setFolder(g.resources);
+    // A quiet run leaves standard error to the command's own failures: the
+    // library's log lines (pictures that don't decode, analytics) are dropped.
+    if (g.quiet) platform::setLogHandler([](const std::string&) {});
 }
 
 }  // namespace
@@ -45,7 +49,7 @@ int run(int argc, char** argv) {
     app.add_option("--home", globals.home, "The home folder (a real path, not placed under --root)");
     app.add_option("--resources", globals.resources, "The resources folder");
     app.add_flag("--json", globals.json, "Machine-readable output on standard output");
-    app.add_flag("--quiet", globals.quiet, "No progress");
+    app.add_flag("--quiet", globals.quiet, "No progress and no log lines of the library");
     app.fallthrough();
 
     std::map<std::vector<std::string>, CLI::App*> nodes;
