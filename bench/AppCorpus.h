@@ -82,4 +82,10 @@ struct Corpus {
     }
 };
 
+// The 300-application corpus, written once per benchmark process.
+inline Corpus& corpus() {
+    static Corpus instance(300);
+    return instance;
+}
+
 }  // namespace bench_support

@@ -27,11 +27,7 @@ namespace {
 
 using bench_support::CountingFileSystem;
 using bench_support::Corpus;
-
-Corpus& corpus() {
-    static Corpus instance(300);
-    return instance;
-}
+using bench_support::corpus;
 
 struct Host final : Core::AppFileFinderDelegate {
     void appFileFinderFoundApp(const Core::CaseInsensitiveString&, const platform::URL&) override {}

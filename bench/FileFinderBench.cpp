@@ -24,11 +24,7 @@ namespace {
 
 using bench_support::CountingFileSystem;
 using bench_support::Corpus;
-
-Corpus& corpus() {
-    static Corpus instance(300);
-    return instance;
-}
+using bench_support::corpus;
 
 // One find per identifier; returns the number of hits.
 long fullPass(Core::FileFinder& finder, const Corpus& c, std::vector<Core::AppFileInfo>* keep = nullptr) {
