@@ -184,7 +184,10 @@ void AppFileFinder::runAppFiles(const AppBundleMap& apps, const QueuePtr& queue,
     auto sink = platform::AnalyticsSink::shared();
     for (const auto& [id, url] : helpers) sink->line(id.origin() + " " + url.absoluteString());
 
-    for (const auto& [id, bundles] : apps) {
+    for (const auto& entry : apps) {
+        // Named, not a structured binding: the work item below captures id.
+        const auto& id = entry.first;
+        const auto& bundles = entry.second;
         if (bundles.empty()) continue;
         if (running && running->interrupted()) break;
         auto app = makeMacApp(bundles);
