@@ -13,12 +13,14 @@
 #include <signal.h>
 #include <spawn.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 extern char** environ;
 
@@ -238,6 +240,14 @@ void writeTool(const std::string& path, const std::string& section) {
 
 bool lastIs(const std::vector<Core::HelperMessage>& messages, Core::HelperMessageKind kind) {
     return !messages.empty() && messages.back().kind == kind;
+}
+
+bool onlyRootMayReplace(const std::string& path) {
+    for (std::filesystem::path at = path;; at = at.parent_path()) {
+        struct stat st {};
+        if (::lstat(at.c_str(), &st) != 0 || st.st_uid != 0 || (st.st_mode & (S_IWGRP | S_IWOTH)) != 0) return false;
+        if (at == at.root_path() || at.empty()) return true;
+    }
 }
 
 }  // namespace helper_testing

@@ -84,6 +84,11 @@ void writeScriptsDocument(const std::string& path, const std::vector<std::string
 // holding `section`.
 void writeTool(const std::string& path, const std::string& section);
 
+// True when `path` and every folder above it belong to root and are
+// writable by nobody else: only then may the tool name it as a client, so
+// tests that name this test program skip elsewhere.
+bool onlyRootMayReplace(const std::string& path);
+
 // True once the last message has `kind`.
 bool lastIs(const std::vector<Core::HelperMessage>& messages, Core::HelperMessageKind kind);
 
