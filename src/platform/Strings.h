@@ -6,6 +6,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace platform {
 
@@ -16,5 +17,8 @@ int caseInsensitiveCompare(std::string_view a, std::string_view b);
 std::string lowercase(std::string_view text);
 // True when `text` is well-formed UTF-8.
 bool isValidUTF8(std::string_view text);
+// The pieces of `text` between `separator`s, empty ones dropped ("/a//b/"
+// gives "a", "b"). The views point into `text`.
+std::vector<std::string_view> splitNonEmpty(std::string_view text, char separator);
 
 }  // namespace platform

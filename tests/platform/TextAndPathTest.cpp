@@ -41,6 +41,15 @@ TEST(StringsTest, CaseInsensitiveCompareAndLowercase) {
     EXPECT_FALSE(platform::isValidUTF8(std::string("\xC3\x28", 2)));
 }
 
+TEST(StringsTest, SplitDropsEmptyPieces) {
+    using Pieces = std::vector<std::string_view>;
+    EXPECT_EQ(platform::splitNonEmpty("/a//b/", '/'), (Pieces{"a", "b"}));
+    EXPECT_EQ(platform::splitNonEmpty("com.example.", '.'), (Pieces{"com", "example"}));
+    EXPECT_EQ(platform::splitNonEmpty("x", '/'), (Pieces{"x"}));
+    EXPECT_TRUE(platform::splitNonEmpty("//", '/').empty());
+    EXPECT_TRUE(platform::splitNonEmpty("", '/').empty());
+}
+
 TEST(URLTest, ComponentsAndParents) {
     URL url = URL::fileURL("/Users/a/Library/Caches/com.x.App.plist");
     EXPECT_EQ(url.lastPathComponent(), "com.x.App.plist");

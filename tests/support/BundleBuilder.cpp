@@ -8,19 +8,19 @@
 
 namespace testing_support {
 
-void writeBundle(const std::string& path, const BundleSpec& spec) {
+void writeBundle(const std::string& path, const BundleContents& contents) {
     using platform::PlistValue;
     PlistValue::Dictionary entries;
-    if (!spec.identifier.empty()) entries.emplace_back("CFBundleIdentifier", spec.identifier);
-    if (spec.name) entries.emplace_back("CFBundleName", *spec.name);
-    if (!spec.executable.empty()) entries.emplace_back("CFBundleExecutable", spec.executable);
+    if (!contents.identifier.empty()) entries.emplace_back("CFBundleIdentifier", contents.identifier);
+    if (contents.name) entries.emplace_back("CFBundleName", *contents.name);
+    if (!contents.executable.empty()) entries.emplace_back("CFBundleExecutable", contents.executable);
     PlistValue info(std::move(entries));
-    const std::string top = spec.flat ? path : path + "/Contents";
-    writeFile(top + "/Info.plist", spec.binaryPlist ? platform::toBinaryPropertyList(info) : platform::toXmlPropertyList(info));
-    if (!spec.executable.empty()) {
-        const std::string relative = spec.executableFolder.value_or(spec.flat ? "" : "MacOS");
+    const std::string top = contents.flat ? path : path + "/Contents";
+    writeFile(top + "/Info.plist", contents.binaryPlist ? platform::toBinaryPropertyList(info) : platform::toXmlPropertyList(info));
+    if (!contents.executable.empty()) {
+        const std::string relative = contents.executableFolder.value_or(contents.flat ? "" : "MacOS");
         const std::string folder = relative.empty() ? top : top + "/" + relative;
-        writeFile(folder + "/" + spec.executable, "#!/bin/sh\n");
+        writeFile(folder + "/" + contents.executable, "#!/bin/sh\n");
     }
     std::filesystem::create_directories(top);
 }

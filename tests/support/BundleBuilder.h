@@ -4,8 +4,8 @@
 // flat form of wrapped applications ("Info.plist" and the executable at the
 // top), and the metadata list of a container folder.
 //
-//   testing_support::writeBundle(dir / "Notes.app", BundleSpec("com.example.Notes").named("Notes"));
-//   testing_support::writeBundle(dir / "Game.app/WrappedBundle", BundleSpec("com.ios.game").flatForm());
+//   testing_support::writeBundle(dir / "Notes.app", BundleContents("com.example.Notes").named("Notes"));
+//   testing_support::writeBundle(dir / "Game.app/WrappedBundle", BundleContents("com.ios.game").flatForm());
 
 #include <optional>
 #include <string>
@@ -13,16 +13,16 @@
 
 namespace testing_support {
 
-struct BundleSpec {
+struct BundleContents {
     // Empty: no "CFBundleIdentifier".
-    explicit BundleSpec(std::string identifier = "") : identifier(std::move(identifier)) {}
+    explicit BundleContents(std::string identifier = "") : identifier(std::move(identifier)) {}
 
-    BundleSpec& named(std::string n) { name = std::move(n); return *this; }
+    BundleContents& named(std::string n) { name = std::move(n); return *this; }
     // Empty: no "CFBundleExecutable" and no executable.
-    BundleSpec& withExecutable(std::string e) { executable = std::move(e); return *this; }
-    BundleSpec& executableIn(std::string folder) { executableFolder = std::move(folder); return *this; }
-    BundleSpec& flatForm() { flat = true; return *this; }
-    BundleSpec& binary() { binaryPlist = true; return *this; }
+    BundleContents& withExecutable(std::string e) { executable = std::move(e); return *this; }
+    BundleContents& executableIn(std::string folder) { executableFolder = std::move(folder); return *this; }
+    BundleContents& flatForm() { flat = true; return *this; }
+    BundleContents& binary() { binaryPlist = true; return *this; }
 
     std::string identifier;
     // "CFBundleName" when given.
@@ -37,7 +37,7 @@ struct BundleSpec {
     bool binaryPlist = false;
 };
 
-void writeBundle(const std::string& path, const BundleSpec& spec);
+void writeBundle(const std::string& path, const BundleContents& contents);
 
 // "<folder>/.com.apple.containermanagerd.metadata.plist" naming `owner`
 // under "MCMMetadataIdentifier".

@@ -25,7 +25,7 @@ protected:
             .cache("org.gone.Tool")
             .preference("net.kept.Tool");
         testing_support::writeBundle(tree.root() + "/Applications/Notes.app/Contents/Library/LoginItems/H.app",
-                                     testing_support::BundleSpec("com.example.Notes.Helper"));
+                                     testing_support::BundleContents("com.example.Notes.Helper"));
         // An alias in /Applications to an application kept elsewhere.
         std::filesystem::create_directory_symlink(tree.root() + "/Volumes/Disk/Paint.app",
                                                   tree.root() + "/Applications/Paint.app");

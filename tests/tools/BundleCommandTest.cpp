@@ -12,7 +12,7 @@
 namespace {
 
 using nlohmann::json;
-using testing_support::BundleSpec;
+using testing_support::BundleContents;
 using testing_support::writeBundle;
 
 class BundleCommandTest : public testing::Test {
@@ -24,8 +24,8 @@ protected:
 };
 
 TEST_F(BundleCommandTest, ApplicationWithHelper) {
-    writeBundle(dir / "Notes.app", BundleSpec("com.example.Notes").named("Notes"));
-    writeBundle(dir / "Notes.app/Contents/Library/LoginItems/Helper.app", BundleSpec("com.example.Notes.helper"));
+    writeBundle(dir / "Notes.app", BundleContents("com.example.Notes").named("Notes"));
+    writeBundle(dir / "Notes.app/Contents/Library/LoginItems/Helper.app", BundleContents("com.example.Notes.helper"));
     auto run = testing_support::runSweeper("--json bundle Notes.app", dir.str());
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(json::parse(run.out), json({{"bundleID", "com.example.Notes"},

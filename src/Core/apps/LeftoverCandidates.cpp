@@ -23,18 +23,6 @@ void removeAll(std::string& text, std::string_view part) {
     for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at)) text.erase(at, part.size());
 }
 
-// Split on "." with empty pieces dropped.
-std::vector<std::string_view> pieces(std::string_view id) {
-    std::vector<std::string_view> out;
-    size_t start = 0;
-    while (start <= id.size()) {
-        size_t dot = id.find('.', start);
-        if (dot == std::string_view::npos) dot = id.size();
-        if (dot > start) out.push_back(id.substr(start, dot - start));
-        start = dot + 1;
-    }
-    return out;
-}
 
 std::vector<URLResource> listOneLevel(const std::string& folder) {
     try {
@@ -114,8 +102,8 @@ namespace {
 
 bool relatedLowercased(std::string_view a, std::string_view b) {
     if (contains(a, b) || contains(b, a)) return true;
-    const auto pa = pieces(a);
-    const auto pb = pieces(b);
+    const auto pa = platform::splitNonEmpty(a, '.');
+    const auto pb = platform::splitNonEmpty(b, '.');
     auto productAfterVendor = [](const std::vector<std::string_view>& p) -> std::optional<std::string_view> {
         for (size_t i = 0; i < p.size(); ++i)
             if (p[i] == "jetbrains") return i + 1 < p.size() ? std::optional(p[i + 1]) : std::nullopt;
@@ -152,7 +140,7 @@ LeftoverFilter::LeftoverFilter(std::unordered_set<CaseInsensitiveString> install
 
 bool LeftoverFilter::isLeftover(const std::string& candidate) const {
     if (startsWith(candidate, ".")) return false;
-    if (pieces(candidate).size() < 2) return false;
+    if (platform::splitNonEmpty(candidate, '.').size() < 2) return false;
     for (const auto& excluded : _excludedIDs)
         if (candidate == excluded) return false;
     if (_installedIDs.contains(candidate)) return false;

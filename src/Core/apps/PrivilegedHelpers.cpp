@@ -2,6 +2,7 @@
 
 #include "platform/Bundle.h"
 #include "platform/Layout.h"
+#include "platform/Strings.h"
 
 #include <sys/xattr.h>
 
@@ -31,16 +32,9 @@ std::vector<std::string> subpaths(const std::string& folder) {
 // The client identifier of a code requirement such as
 // `identifier "com.example.Notes" and anchor apple generic`.
 std::optional<std::string> clientIdentifier(const std::string& requirement) {
-    std::vector<std::string> pieces;
-    size_t start = 0;
-    while (start <= requirement.size()) {
-        size_t quote = requirement.find('"', start);
-        if (quote == std::string::npos) quote = requirement.size();
-        if (quote > start) pieces.push_back(requirement.substr(start, quote - start));
-        start = quote + 1;
-    }
+    const auto pieces = platform::splitNonEmpty(requirement, '"');
     if (pieces.size() < 2) return std::nullopt;
-    return pieces[1];
+    return std::string(pieces[1]);
 }
 
 }  // namespace

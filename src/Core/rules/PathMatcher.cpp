@@ -1,5 +1,7 @@
 #include "Core/rules/PathMatcher.h"
 
+#include "platform/Strings.h"
+
 #include <charconv>
 
 namespace Core {
@@ -11,17 +13,6 @@ const platform::Regex& priorityPrefix() {
     return re;
 }
 
-std::vector<std::string_view> splitPath(std::string_view path) {
-    std::vector<std::string_view> pieces;
-    size_t start = 0;
-    while (start <= path.size()) {
-        size_t slash = path.find('/', start);
-        if (slash == std::string_view::npos) slash = path.size();
-        if (slash > start) pieces.push_back(path.substr(start, slash - start));
-        start = slash + 1;
-    }
-    return pieces;
-}
 
 std::optional<platform::URL> rootFor(std::string_view word, const platform::Layout& layout) {
     if (word == "Home") return platform::URL::fileURL(layout.home(), true);
@@ -49,7 +40,7 @@ std::optional<PathMatcher> PathMatcher::parse(std::string_view text, int64_t def
             pathText = *groups[2];
         }
     }
-    std::vector<std::string_view> pieces = splitPath(pathText);
+    std::vector<std::string_view> pieces = platform::splitNonEmpty(pathText, '/');
     if (!pathText.empty() && pathText.front() == '/') {
         if (pieces.empty()) return std::nullopt;
         result.root = platform::URL::fileURL(layout.systemPath("/"), true);

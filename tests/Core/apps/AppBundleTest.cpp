@@ -17,7 +17,7 @@
 namespace {
 
 using Core::CaseInsensitiveString;
-using testing_support::BundleSpec;
+using testing_support::BundleContents;
 using testing_support::writeBundle;
 using Ids = std::vector<CaseInsensitiveString>;
 
@@ -37,22 +37,22 @@ TEST(MacAppBundleTest, WalkFindsNestedHelpersPlugInsAndFrameworkVersions) {
     testing_support::TempDir dir;
     const std::string app = dir / "App.app";
     const std::string contents = app + "/Contents";
-    writeBundle(app, BundleSpec("com.x.app").named("App"));
+    writeBundle(app, BundleContents("com.x.app").named("App"));
     const std::string kit = contents + "/Frameworks/Kit.framework";
-    writeBundle(kit + "/Versions/A/XPCServices/Fetch.xpc", BundleSpec("com.x.fetch").named("Fetch"));
-    writeBundle(kit + "/Versions/B/Updater.app", BundleSpec("com.x.updater").named("Updater").binary());
+    writeBundle(kit + "/Versions/A/XPCServices/Fetch.xpc", BundleContents("com.x.fetch").named("Fetch"));
+    writeBundle(kit + "/Versions/B/Updater.app", BundleContents("com.x.updater").named("Updater").binary());
     std::filesystem::create_directory_symlink("A", kit + "/Versions/Current");
-    writeBundle(contents + "/Library/LoginItems/Login.app", BundleSpec("com.x.login").named("Login"));
-    writeBundle(contents + "/PlugIns/Named.appex", BundleSpec("com.x.named"));
-    writeBundle(contents + "/PlugIns/Share.appex", BundleSpec("com.x.share").named("Share"));
+    writeBundle(contents + "/Library/LoginItems/Login.app", BundleContents("com.x.login").named("Login"));
+    writeBundle(contents + "/PlugIns/Named.appex", BundleContents("com.x.named"));
+    writeBundle(contents + "/PlugIns/Share.appex", BundleContents("com.x.share").named("Share"));
     writeBundle(contents + "/PlugIns/Share.appex/Contents/XPCServices/Inner.xpc",
-                BundleSpec("com.x.share.inner").named("Inner"));
+                BundleContents("com.x.share.inner").named("Inner"));
     // Not applications, so neither they nor what they hold count.
-    writeBundle(contents + "/PlugIns/NoExe.bundle", BundleSpec("com.x.noexe").withExecutable(""));
-    writeBundle(contents + "/PlugIns/NoExe.bundle/Contents/PlugIns/Deep.appex", BundleSpec("com.x.deep"));
-    writeBundle(contents + "/PlugIns/Odd.app", BundleSpec("com.x.odd").executableIn("Tools"));
+    writeBundle(contents + "/PlugIns/NoExe.bundle", BundleContents("com.x.noexe").withExecutable(""));
+    writeBundle(contents + "/PlugIns/NoExe.bundle/Contents/PlugIns/Deep.appex", BundleContents("com.x.deep"));
+    writeBundle(contents + "/PlugIns/Odd.app", BundleContents("com.x.odd").executableIn("Tools"));
     // Outside the folders the walk enters.
-    writeBundle(contents + "/Resources/Hidden.app", BundleSpec("com.x.hidden"));
+    writeBundle(contents + "/Resources/Hidden.app", BundleContents("com.x.hidden"));
     // A link back to the bundle must not lead the walk round.
     std::filesystem::create_directory_symlink(app, contents + "/PlugIns/Loop.app");
 
@@ -69,15 +69,15 @@ TEST(MacAppBundleTest, WalkFindsNestedHelpersPlugInsAndFrameworkVersions) {
 
 TEST(MacAppBundleTest, OnlyApplicationsLoad) {
     testing_support::TempDir dir;
-    writeBundle(dir / "Plain.app", BundleSpec("com.x.plain"));
+    writeBundle(dir / "Plain.app", BundleContents("com.x.plain"));
     auto plain = Core::MacAppBundle::load(url(dir / "Plain.app"));
     ASSERT_TRUE(plain);
     EXPECT_EQ(plain->bundleID(), CaseInsensitiveString("COM.X.PLAIN"));
     EXPECT_EQ(origins(plain->bundleNames()), (std::vector<std::string>{"Plain.app"}));
 
-    writeBundle(dir / "NotInMacOS.app", BundleSpec("com.x.a").executableIn(""));
-    writeBundle(dir / "Flat.app", BundleSpec("com.x.b").flatForm());
-    writeBundle(dir / "NoID.app", BundleSpec());
+    writeBundle(dir / "NotInMacOS.app", BundleContents("com.x.a").executableIn(""));
+    writeBundle(dir / "Flat.app", BundleContents("com.x.b").flatForm());
+    writeBundle(dir / "NoID.app", BundleContents());
     EXPECT_FALSE(Core::MacAppBundle::load(url(dir / "NotInMacOS.app")));
     EXPECT_FALSE(Core::MacAppBundle::load(url(dir / "Flat.app")));
     EXPECT_FALSE(Core::MacAppBundle::load(url(dir / "NoID.app")));
@@ -90,9 +90,9 @@ protected:
         tree.useLayout();
         // The wrapper's "WrappedBundle" is a link to the flat application.
         const std::string wrapped = tree.root() + "/Wrapper/Game.app";
-        writeBundle(wrapped, BundleSpec("com.ios.game").named("Game").flatForm());
-        writeBundle(wrapped + "/PlugIns/Widget.appex", BundleSpec("com.ios.game.widget").withExecutable("").flatForm());
-        writeBundle(wrapped + "/PlugIns/NoID.appex", BundleSpec().flatForm());
+        writeBundle(wrapped, BundleContents("com.ios.game").named("Game").flatForm());
+        writeBundle(wrapped + "/PlugIns/Widget.appex", BundleContents("com.ios.game.widget").withExecutable("").flatForm());
+        writeBundle(wrapped + "/PlugIns/NoID.appex", BundleContents().flatForm());
         testing_support::writeFile(wrapped + "/PlugIns/readme.txt", "x");
         std::filesystem::create_directories(outer);
         std::filesystem::create_directory_symlink(wrapped, outer + "/WrappedBundle");
@@ -121,14 +121,14 @@ TEST_F(WrappedBundleTest, IdentifiersAreTheAppItsPlugInsAndTheirContainers) {
 
 TEST_F(WrappedBundleTest, AnOrdinaryApplicationComesFirstAndOtherFoldersAreNone) {
     // An application form beside "WrappedBundle" makes it a MacAppBundle.
-    writeBundle(outer, BundleSpec("com.mac.game"));
+    writeBundle(outer, BundleContents("com.mac.game"));
     Core::AppBundleLoader loader;
     auto bundle = loader.load(url(outer));
     ASSERT_TRUE(bundle);
     EXPECT_TRUE(dynamic_cast<Core::MacAppBundle*>(bundle.get()));
     EXPECT_EQ(bundle->bundleID(), CaseInsensitiveString("com.mac.game"));
 
-    writeBundle(tree.root() + "/Applications/Empty.app/WrappedBundle", BundleSpec().flatForm());
+    writeBundle(tree.root() + "/Applications/Empty.app/WrappedBundle", BundleContents().flatForm());
     EXPECT_FALSE(loader.load(url(tree.root() + "/Applications/Empty.app")));
     EXPECT_FALSE(loader.load(url(tree.root() + "/Applications")));
 }

@@ -191,7 +191,7 @@ TEST_F(AppFileFinderTest, ScanSkipsProtectedExcludedUnreadableAndSystemApplicati
         .app("Sogou Helper", "com.sogou.SogouInstallerHelper")
         .app("Excluded", "com.example.Excluded")
         .app("Guarded", "com.example.Guarded");
-    testing_support::writeBundle(sys("/Applications/Broken.app"), testing_support::BundleSpec("com.example.Broken").withExecutable(""));
+    testing_support::writeBundle(sys("/Applications/Broken.app"), testing_support::BundleContents("com.example.Broken").withExecutable(""));
     finder->excludeAppUrls.push_back(platform::URL::fileURL(sys("/Applications/Excluded.app")));
     const bool marked = ::setxattr(sys("/Applications/Guarded.app").c_str(), "user.com.apple.rootless", "", 0, 0) == 0;
 
@@ -217,7 +217,7 @@ TEST_F(AppFileFinderTest, AuxiliaryApplicationsFoldIntoTheirMainOne) {
         .app("Notes Helper", "com.example.Notes.Helper", "/Users/tester/Applications")
         .app("Paint", "com.acme.Paint");
     testing_support::writeBundle(sys("/Applications/Notes.app/Contents/Library/LoginItems/Helper.app"),
-                                 testing_support::BundleSpec("com.example.Notes.Helper"));
+                                 testing_support::BundleContents("com.example.Notes.Helper"));
     scan();
     std::set<std::string> ids;
     for (const auto& [id, bundles] : *recorder->apps) ids.insert(id.origin());
@@ -248,7 +248,7 @@ TEST_F(AppFileFinderTest, OwnershipByIdNameOrganizationAndNoIdAtAll) {
         .support("example")
         .file("Library/Saved Application State/common.state");
     testing_support::writeBundle(sys("/Applications/Notes.app/Contents/Library/LoginItems/Helper.app"),
-                                 testing_support::BundleSpec("com.example.Notes.Helper"));
+                                 testing_support::BundleContents("com.example.Notes.Helper"));
     std::filesystem::create_directories(sys("/Library/Application Support/Apple"));
 
     AppBundleLoader loader;
@@ -387,7 +387,7 @@ struct NoIDsRegistry final : AppRegistry {
 TEST_F(LeftoverScanTest, WithoutRegisteredIdsTheBundlesOwnIdsCount) {
     tree.app("Notes", "com.example.Notes").preference("net.other.Agent").preference("org.gone.Tool");
     testing_support::writeBundle(sys("/Applications/Notes.app/Contents/Library/LoginItems/Agent.app"),
-                                 testing_support::BundleSpec("net.other.Agent"));
+                                 testing_support::BundleContents("net.other.Agent"));
     AppRegistry::setShared(std::make_shared<NoIDsRegistry>());
     list();
     EXPECT_EQ(recorder->leftoverIds, std::set<std::string>{"org.gone.Tool"});

@@ -51,8 +51,8 @@ TEST(AppRegistryTest, ListsApplicationFoldersAsTheSystemWould) {
         .app("Clock", "com.example.Clock", "/System/Applications")
         .app("Hidden", "com.example.Hidden", "/Applications/.hidden")
         .app("Nested", "com.example.Nested", "/Applications/Notes.app/Contents/Library/LoginItems");
-    testing_support::writeBundle(tree.home() + "/Applications/Mine.app", testing_support::BundleSpec("com.me.Mine"));
-    testing_support::writeBundle(tree.root() + "/Elsewhere/Linked.app", testing_support::BundleSpec("com.x.Linked"));
+    testing_support::writeBundle(tree.home() + "/Applications/Mine.app", testing_support::BundleContents("com.me.Mine"));
+    testing_support::writeBundle(tree.root() + "/Elsewhere/Linked.app", testing_support::BundleContents("com.x.Linked"));
     std::filesystem::create_directory_symlink(tree.root() + "/Elsewhere/Linked.app", tree.root() + "/Applications/Linked.app");
     std::filesystem::create_directory_symlink(tree.root() + "/Nowhere.app", tree.root() + "/Applications/Broken.app");
 
