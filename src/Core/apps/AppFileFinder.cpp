@@ -25,9 +25,6 @@ namespace {
 // bundles of folded applications.
 constexpr int64_t kAddedFilePriority = 10;
 
-bool startsWith(const std::string& text, const std::string& prefix) {
-    return text.compare(0, prefix.size(), prefix) == 0;
-}
 bool contains(const std::string& text, const char* part) { return text.find(part) != std::string::npos; }
 
 struct PreparedExclusions {
@@ -241,8 +238,8 @@ void AppFileFinder::runLeftoversList() {
     std::vector<platform::URL> urls;
     bool anyInApplications = false;
     for (auto& url : installedApplicationURLs()) {
-        if (startsWith(url.path(), userLibrary)) continue;
-        anyInApplications = anyInApplications || startsWith(url.path(), applications);
+        if (url.path().starts_with(userLibrary)) continue;
+        anyInApplications = anyInApplications || url.path().starts_with(applications);
         urls.push_back(std::move(url));
     }
     // A list without the applications folder means the listing failed;

@@ -14,10 +14,6 @@
 namespace Core {
 namespace {
 
-bool startsWith(const std::string& text, const std::string& prefix) {
-    return text.compare(0, prefix.size(), prefix) == 0;
-}
-
 bool exists(const std::string& path) {
     struct stat st {};
     return ::stat(path.c_str(), &st) == 0;
@@ -27,7 +23,7 @@ bool exists(const std::string& path) {
 // loses the root, so that the root's own folders don't count.
 std::string systemView(const std::string& path) {
     const std::string root = platform::trimTrailingSlashes(platform::Layout::shared().root());
-    if (root != "/" && startsWith(path, root + "/")) return path.substr(root.size());
+    if (root != "/" && path.starts_with(root + "/")) return path.substr(root.size());
     return path;
 }
 
@@ -74,7 +70,7 @@ std::vector<platform::URL> installedApplicationURLs(const std::vector<std::strin
     for (const auto& path : paths) {
         if (!roots.empty()) {
             bool kept = false;
-            for (const auto& root : roots) kept = kept || startsWith(path, root);
+            for (const auto& root : roots) kept = kept || path.starts_with(root);
             for (const auto& alias : aliases) kept = kept || path == alias;
             if (!kept) continue;
         }

@@ -13,7 +13,6 @@ namespace {
 constexpr std::string_view kPlist = ".plist";
 
 bool contains(std::string_view text, std::string_view part) { return text.find(part) != std::string_view::npos; }
-bool startsWith(std::string_view text, std::string_view prefix) { return text.substr(0, prefix.size()) == prefix; }
 bool endsWith(std::string_view text, std::string_view suffix) {
     return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
 }
@@ -22,7 +21,6 @@ void removeAll(std::string& text, std::string_view part) {
     if (part.empty()) return;
     for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at)) text.erase(at, part.size());
 }
-
 
 std::vector<URLResource> listOneLevel(const std::string& folder) {
     try {
@@ -58,12 +56,12 @@ bool LeftoverExclusions::excludes(const std::string& id) const {
 
 std::string containerEntryID(std::string name) {
     static const auto teamPrefix = platform::Regex::compile("^[0-9a-zA-Z]{10}\\.$", 0);
-    if (startsWith(name, "group.")) removeAll(name, "group.");
+    if (name.starts_with("group.")) removeAll(name, "group.");
     if (teamPrefix && name.size() >= 11) {
         const std::string prefix = name.substr(0, 11);
         if (teamPrefix->matches(prefix)) removeAll(name, prefix);
     }
-    if (startsWith(name, "group.")) removeAll(name, "group.");
+    if (name.starts_with("group.")) removeAll(name, "group.");
     return name;
 }
 
@@ -139,7 +137,7 @@ LeftoverFilter::LeftoverFilter(std::unordered_set<CaseInsensitiveString> install
 }
 
 bool LeftoverFilter::isLeftover(const std::string& candidate) const {
-    if (startsWith(candidate, ".")) return false;
+    if (candidate.starts_with(".")) return false;
     if (platform::splitNonEmpty(candidate, '.').size() < 2) return false;
     for (const auto& excluded : _excludedIDs)
         if (candidate == excluded) return false;

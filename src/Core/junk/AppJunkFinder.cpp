@@ -32,10 +32,6 @@ void dropKind(std::vector<AppFileInfo>& files, AppFileKind::Case kind) {
     std::erase_if(files, [kind](const AppFileInfo& f) { return isKind(f, kind); });
 }
 
-bool hasPathPrefix(const std::string& path, const std::string& prefix) {
-    return path.compare(0, prefix.size(), prefix) == 0;
-}
-
 }  // namespace
 
 // One run: what it needs, copied at the start. The context holds the run's
@@ -130,7 +126,7 @@ private:
         auto regular = [&](const Entry& e) {
             const std::string& path = e.second.front()->url().path();
             return std::any_of(regularFolders.begin(), regularFolders.end(),
-                               [&](const std::string& folder) { return hasPathPrefix(path, folder); });
+                               [&](const std::string& folder) { return path.starts_with(folder); });
         };
         std::stable_partition(entries.begin(), entries.end(), regular);
         return entries;

@@ -47,10 +47,6 @@ std::vector<URLResource> listing(const URL& folder, const std::vector<ResourceKe
     }
 }
 
-bool hasPathPrefix(const std::string& path, const std::string& prefix) {
-    return path.compare(0, prefix.size(), prefix) == 0;
-}
-
 }  // namespace
 
 // The run of one start(): it holds copies of what it needs, and the finder
@@ -202,7 +198,7 @@ private:
                     const std::string home = platform::Layout::shared().home();
                     for (const auto& item : answer.value_or(std::vector<platform::MetadataItem>{})) {
                         URL url = URL::fileURL(item.path);
-                        if (!hasPathPrefix(item.path, home) || internal::isExcluded(url, excluded)) continue;
+                        if (!item.path.starts_with(home) || internal::isExcluded(url, excluded)) continue;
                         images.emplace_back(url, item.size);
                     }
                     auto self = owner.lock();
