@@ -27,12 +27,8 @@ std::optional<std::string> realPath(const std::string& path) {
 // hidden folders or bundles.
 void collectApplications(const std::string& folder, std::vector<std::string>& out,
                          std::unordered_set<std::string>& seen) {
-    std::vector<URLResource> entries;
-    try {
-        entries = FileManager::contents(platform::URL::fileURL(folder), {ResourceKey::isDirectory, ResourceKey::isAliasFile});
-    } catch (const FileError&) {
-        return;
-    }
+    auto entries =
+        FileManager::contentsOrEmpty(platform::URL::fileURL(folder), {ResourceKey::isDirectory, ResourceKey::isAliasFile});
     std::sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) { return a.url < b.url; });
     for (const auto& entry : entries) {
         const std::string name = entry.url.lastPathComponent();

@@ -31,13 +31,8 @@ std::string systemView(const std::string& path) {
 
 std::vector<std::string> applicationAliasTargets() {
     std::vector<std::string> targets;
-    std::vector<URLResource> entries;
-    try {
-        entries = FileManager::contents(platform::URL::fileURL(platform::Layout::shared().systemPath("/Applications")),
-                                        {ResourceKey::isAliasFile});
-    } catch (const FileError&) {
-        return targets;
-    }
+    const auto entries = FileManager::contentsOrEmpty(
+        platform::URL::fileURL(platform::Layout::shared().systemPath("/Applications")), {ResourceKey::isAliasFile});
     for (const auto& entry : entries) {
         if (!entry.resourceValues.isAliasFile.value_or(false)) continue;
         char resolved[PATH_MAX];

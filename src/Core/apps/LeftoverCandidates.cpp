@@ -23,11 +23,7 @@ void removeAll(std::string& text, std::string_view part) {
 }
 
 std::vector<URLResource> listOneLevel(const std::string& folder) {
-    try {
-        return FileManager::contents(platform::URL::fileURL(folder, true), {ResourceKey::isDirectory});
-    } catch (const FileError&) {
-        return {};
-    }
+    return FileManager::contentsOrEmpty(platform::URL::fileURL(folder, true), {ResourceKey::isDirectory});
 }
 
 class Collector {

@@ -136,6 +136,14 @@ int64_t directorySize(const platform::URL& url) {
 
 }  // namespace
 
+std::vector<URLResource> FileManager::contentsOrEmpty(const platform::URL& of, const std::vector<ResourceKey>& keys) {
+    try {
+        return contents(of, keys);
+    } catch (const FileError&) {
+        return {};
+    }
+}
+
 std::vector<URLResource> FileManager::contents(const platform::URL& of, const std::vector<ResourceKey>& keys) {
     auto context = FileFinderContext::current();
     if (context && context->interrupted()) return {};

@@ -46,6 +46,9 @@ public:
     // interrupted during the listing. Throws FileError when the directory
     // can't be opened.
     static std::vector<URLResource> contents(const platform::URL& of, const std::vector<ResourceKey>& keys);
+    // contents(), with a folder that can't be listed taken as empty: for
+    // scans that shrink their results rather than fail.
+    static std::vector<URLResource> contentsOrEmpty(const platform::URL& of, const std::vector<ResourceKey>& keys);
 
     // The values of one entry (not following a final symbolic link);
     // nothing when it can't be read.

@@ -1,6 +1,5 @@
 #include "Core/junk/JunkFileFinder.h"
 
-#include "Core/files/FileError.h"
 #include "Core/files/FileManager.h"
 #include "Core/junk/internal/Exclusions.h"
 #include "platform/Dispatch.h"
@@ -37,15 +36,6 @@ bool interrupted() {
     return context && context->interrupted();
 }
 
-// One level of a folder; a folder that can't be listed ends only its own
-// category.
-std::vector<URLResource> listing(const URL& folder, const std::vector<ResourceKey>& keys) {
-    try {
-        return FileManager::contents(folder, keys);
-    } catch (const FileError&) {
-        return {};
-    }
-}
 
 }  // namespace
 
@@ -123,7 +113,7 @@ private:
     void systemCaches() const {
         if (interrupted()) return;
         const auto& skipped = skippedSystemCacheNames();
-        for (const auto& entry : listing(systemURL("/Library/Caches"), {ResourceKey::fileSize, ResourceKey::isDirectory})) {
+        for (const auto& entry : FileManager::contentsOrEmpty(systemURL("/Library/Caches"), {ResourceKey::fileSize, ResourceKey::isDirectory})) {
             if (interrupted()) return;
             const std::string name = entry.resourceValues.name.value_or(entry.url.lastPathComponent());
             if (std::find(skipped.begin(), skipped.end(), name) != skipped.end()) continue;
@@ -136,7 +126,7 @@ private:
 
     void systemLogs() const {
         if (interrupted()) return;
-        for (const auto& entry : listing(systemURL("/Library/Logs"), {ResourceKey::fileSize, ResourceKey::isDirectory})) {
+        for (const auto& entry : FileManager::contentsOrEmpty(systemURL("/Library/Logs"), {ResourceKey::fileSize, ResourceKey::isDirectory})) {
             if (interrupted()) return;
             if (internal::isExcluded(entry.url, excluded)) continue;
             postPieces(entry.url, [](JunkFileFinderDelegate& d, const File& f) { d.junkFileFinderFoundSystemLog(f); });
@@ -146,7 +136,7 @@ private:
         // No options: the names are the system's own, and their case counts.
         static const auto expression = platform::Regex::compile(systemLogExpression(), 0);
         const auto& names = systemLogNames();
-        for (const auto& entry : listing(systemURL("/private/var/log"),
+        for (const auto& entry : FileManager::contentsOrEmpty(systemURL("/private/var/log"),
                                          {ResourceKey::fileSize, ResourceKey::isDirectory, ResourceKey::name})) {
             if (interrupted()) return;
             const std::string name = entry.resourceValues.name.value_or(entry.url.lastPathComponent());
@@ -161,7 +151,7 @@ private:
     void trash() const {
         if (interrupted()) return;
         for (const auto& folder : platform::Layout::shared().trashFolders()) {
-            for (const auto& entry : listing(URL::fileURL(folder, true), {ResourceKey::fileSize, ResourceKey::isDirectory})) {
+            for (const auto& entry : FileManager::contentsOrEmpty(URL::fileURL(folder, true), {ResourceKey::fileSize, ResourceKey::isDirectory})) {
                 if (interrupted()) return;
                 if (internal::isExcluded(entry.url, excluded)) continue;
                 postPieces(entry.url, [](JunkFileFinderDelegate& d, const File& f) { d.junkFileFinderFoundTrash(f); });

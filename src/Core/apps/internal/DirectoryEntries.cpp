@@ -1,6 +1,5 @@
 #include "Core/apps/internal/DirectoryEntries.h"
 
-#include "Core/files/FileError.h"
 #include "Core/files/FileManager.h"
 
 #include <algorithm>
@@ -9,12 +8,8 @@ namespace Core::internal {
 
 std::vector<DirectoryEntry> directoryEntries(const platform::URL& folder) {
     std::vector<DirectoryEntry> entries;
-    try {
-        for (auto& resource : FileManager::contents(folder, {ResourceKey::isDirectory}))
-            entries.push_back({std::move(resource.url), resource.resourceValues.isDirectory.value_or(false)});
-    } catch (const FileError&) {
-        return {};
-    }
+    for (auto& resource : FileManager::contentsOrEmpty(folder, {ResourceKey::isDirectory}))
+        entries.push_back({std::move(resource.url), resource.resourceValues.isDirectory.value_or(false)});
     std::sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) { return a.url < b.url; });
     return entries;
 }

@@ -1,6 +1,5 @@
 #include "Core/junk/internal/Exclusions.h"
 
-#include "Core/files/FileError.h"
 #include "Core/files/FileManager.h"
 
 #include <sys/stat.h>
@@ -33,12 +32,7 @@ void split(const platform::URL& url, const std::vector<platform::URL>& excluded,
         out.push_back(url);
         return;
     }
-    std::vector<URLResource> entries;
-    try {
-        entries = FileManager::contents(url, {});
-    } catch (const FileError&) {
-        return;
-    }
+    const auto entries = FileManager::contentsOrEmpty(url, {});
     for (const auto& entry : entries)
         if (!isExcluded(entry.url, excluded)) split(entry.url, excluded, out);
 }
