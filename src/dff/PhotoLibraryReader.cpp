@@ -2,10 +2,12 @@
 
 #include "platform/Layout.h"
 #include "platform/PropertyList.h"
+#include "platform/Strings.h"
 
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <stdexcept>
@@ -75,14 +77,8 @@ sqlite3* openDatabase(const Path& path) {
 // A path part read from the database may not climb out of where it is
 // joined: no ".." component.
 bool climbsOut(std::string_view part) {
-    size_t start = 0;
-    while (start <= part.size()) {
-        size_t end = part.find('/', start);
-        if (end == std::string_view::npos) end = part.size();
-        if (part.substr(start, end - start) == "..") return true;
-        start = end + 1;
-    }
-    return false;
+    const auto pieces = platform::splitNonEmpty(part, '/');
+    return std::find(pieces.begin(), pieces.end(), "..") != pieces.end();
 }
 
 struct DatabaseCloser {

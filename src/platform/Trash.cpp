@@ -1,6 +1,7 @@
 #include "platform/Trash.h"
 
 #include "platform/Layout.h"
+#include "platform/Strings.h"
 #include "platform/URL.h"
 
 #include <fcntl.h>
@@ -34,14 +35,8 @@ std::string absolutePath(const std::string& path) {
         full = joinPath(buffer, path);
     }
     std::string out;
-    size_t start = 0;
-    while (start <= full.size()) {
-        size_t end = full.find('/', start);
-        if (end == std::string::npos) end = full.size();
-        std::string_view part(full.data() + start, end - start);
-        if (!part.empty() && part != ".") out.append("/").append(part);
-        start = end + 1;
-    }
+    for (std::string_view part : splitNonEmpty(full, '/'))
+        if (part != ".") out.append("/").append(part);
     return out.empty() ? "/" : out;
 }
 

@@ -7,22 +7,6 @@
 
 namespace Core {
 
-namespace {
-
-std::vector<std::string_view> split(std::string_view text, char separator) {
-    std::vector<std::string_view> pieces;
-    size_t start = 0;
-    while (start <= text.size()) {
-        size_t end = text.find(separator, start);
-        if (end == std::string_view::npos) end = text.size();
-        if (end > start) pieces.push_back(text.substr(start, end - start));
-        start = end + 1;
-    }
-    return pieces;
-}
-
-}  // namespace
-
 const PublicSuffixList& PublicSuffixList::shared() {
     static const PublicSuffixList* instance = new PublicSuffixList(
         internal::readOptionalResource("public_suffix_list", "dat", "no organizations").value_or(""));
@@ -30,7 +14,7 @@ const PublicSuffixList& PublicSuffixList::shared() {
 }
 
 PublicSuffixList::PublicSuffixList(std::string_view text) {
-    for (std::string_view line : split(text, '\n')) {
+    for (std::string_view line : platform::splitNonEmpty(text, '\n')) {
         line = line.substr(0, line.find_first_of(" \t\r"));
         if (line.empty() || line.starts_with("//")) continue;
         addRule(line);
@@ -38,7 +22,7 @@ PublicSuffixList::PublicSuffixList(std::string_view text) {
 }
 
 void PublicSuffixList::addRule(std::string_view rule) {
-    auto labels = split(rule, '.');
+    auto labels = platform::splitNonEmpty(rule, '.');
     if (labels.empty()) return;
     PublicSuffixRule* node = nullptr;
     for (auto label = labels.rbegin(); label != labels.rend(); ++label) {
@@ -63,7 +47,7 @@ void PublicSuffixList::addRule(std::string_view rule) {
 }
 
 std::optional<std::string> PublicSuffixList::organizationName(std::string_view id) const {
-    const auto pieces = split(id, '.');
+    const auto pieces = platform::splitNonEmpty(id, '.');
     if (pieces.size() < 2) return std::nullopt;
     auto top = _publicSuffixRules.find(platform::lowercase(pieces[0]));
     if (top == _publicSuffixRules.end()) return std::nullopt;
