@@ -1,8 +1,7 @@
 #include "Core/rules/AESHelper.h"
 
-#include "platform/Analytics.h"
+#include "platform/SharedLibrary.h"
 
-#include <dlfcn.h>
 #include <openssl/evp.h>
 #include <openssl/opensslv.h>
 
@@ -34,20 +33,13 @@ struct CryptoLibrary {
 // functions is missing. Never closed: it may have started threads.
 const CryptoLibrary* crypto() {
     static const std::unique_ptr<const CryptoLibrary> shared = []() -> std::unique_ptr<const CryptoLibrary> {
-        std::string name = "libcrypto.so." + std::to_string(OPENSSL_VERSION_MAJOR);
-        void* handle = ::dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL);
-        if (handle == nullptr) {
-            const char* why = ::dlerror();
-            platform::log("deciphering unavailable: " + name + ": " + (why != nullptr ? why : "it cannot be opened"));
-            return nullptr;
-        }
+        const std::string name = "libcrypto.so." + std::to_string(OPENSSL_VERSION_MAJOR);
+        constexpr std::string_view kService = "deciphering";
+        void* handle = platform::openSharedLibrary(name, kService);
+        if (handle == nullptr) return nullptr;
         auto table = std::make_unique<CryptoLibrary>();
-#define CORE_CRYPTO_LOOKUP(fn)                                                                \
-    table->fn = reinterpret_cast<decltype(&::fn)>(::dlsym(handle, #fn));                      \
-    if (table->fn == nullptr) {                                                               \
-        platform::log("deciphering unavailable: " + name + ": it has no " + std::string(#fn)); \
-        return nullptr;                                                                       \
-    }
+#define CORE_CRYPTO_LOOKUP(fn) \
+    if (!platform::lookUpFunction(handle, #fn, table->fn, name, kService)) return nullptr;
         CORE_CRYPTO_FUNCTIONS(CORE_CRYPTO_LOOKUP)
 #undef CORE_CRYPTO_LOOKUP
         return table;

@@ -1,8 +1,7 @@
 #include "platform/internal/IcuLibrary.h"
 
-#include "platform/Analytics.h"
+#include "platform/SharedLibrary.h"
 
-#include <dlfcn.h>
 #include <unicode/uvernum.h>
 
 #include <memory>
@@ -19,19 +18,12 @@ std::unique_ptr<const IcuLibrary> load() {
     // The regular expressions live in the i18n part; a lookup through its
     // handle also finds the common part it depends on.
     const std::string name = "libicui18n.so." + std::to_string(U_ICU_VERSION_MAJOR_NUM);
-    void* handle = ::dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (handle == nullptr) {
-        const char* why = ::dlerror();
-        log("Unicode services unavailable: " + name + ": " + (why != nullptr ? why : "it cannot be opened"));
-        return nullptr;
-    }
+    constexpr std::string_view kService = "Unicode services";
+    void* handle = platform::openSharedLibrary(name, kService);
+    if (handle == nullptr) return nullptr;
     auto icu = std::make_unique<IcuLibrary>();
-#define CORE_ICU_LOOKUP(fn)                                                                    \
-    icu->fn = reinterpret_cast<decltype(&::fn)>(::dlsym(handle, CORE_ICU_NAME(fn)));           \
-    if (icu->fn == nullptr) {                                                                  \
-        log("Unicode services unavailable: " + name + ": it has no " + CORE_ICU_NAME(fn));     \
-        return nullptr;                                                                        \
-    }
+#define CORE_ICU_LOOKUP(fn) \
+    if (!platform::lookUpFunction(handle, CORE_ICU_NAME(fn), icu->fn, name, kService)) return nullptr;
     CORE_ICU_FUNCTIONS(CORE_ICU_LOOKUP)
 #undef CORE_ICU_LOOKUP
     return icu;
