@@ -114,6 +114,8 @@ public:
     std::vector<std::string> excludeExtensions;
     bool includeHiddenFolders = false;
     long long minFileSize = 0;
+    // The most threads that read and decode at once; 0 for one per processor.
+    unsigned threads = 0;
 
     ProgressCallback onProgress;
     PathCallback onCurrentPath;

@@ -17,6 +17,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -136,6 +137,11 @@ void oneNamePerFile(Duplicate<HashValue, T*>& index) {
 
 // The file stage: reads the files of each size in passes, comparing digests
 // after each.
+//
+// Groups of one size never share a file, so they are compared on all cores,
+// each by one thread from start to end. What became of each member is noted
+// in its group's slot and applied afterwards in the order one thread would
+// have taken, so the results do not depend on the interleaving.
 class FileStage {
 public:
     FileStage(DuplicateFileFinder& finder, std::vector<File*>* pictures, Duplicate<HashValue, File*>& fileHashes,
@@ -154,27 +160,55 @@ public:
             }
             if (_finder.stopped) return;
             setAside(*it->values.front());
-            raise();
+            raise(true);
         }
+        // Largest size first.
+        std::reverse(unread.begin(), unread.end());
 
-        WorkList<FileComparison> work;
-        while (!work.empty() || !unread.empty()) {
-            if (work.empty()) {
-                if (_finder.stopped) return;
-                Candidates<FileComparison>& group = work.emplace_back();
-                group.reserve(unread.back()->size());
-                for (File* file : *unread.back()) group.push_back(std::make_unique<FileComparison>(file));
-                unread.pop_back();
+        std::vector<Verdicts> verdicts(unread.size());
+        unsigned threads = internal::parallelThreadsFor(unread.size(), _finder.threads);
+        std::vector<FileReader::ReadBuffers> buffers(threads);
+        internal::forEachInParallel(unread.size(), threads, _finder.stopped, [&](size_t i, internal::Worker worker) {
+            compareGroup(*unread[i], buffers[worker.index], worker.onCaller(), verdicts[i]);
+        });
+        for (const Verdicts& group : verdicts) {
+            for (const Verdict& verdict : group) {
+                if (verdict.complete)
+                    _fileHashes.add(verdict.file->hash, verdict.file);
+                else
+                    setAside(*verdict.file);
             }
-            Candidates<FileComparison> group = std::move(work.back());
-            work.pop_back();
-            Pass pass;
-            if (!readPass(group, pass)) return;
-            regroup(pass, group, work, _finder.stopped, [this](FileComparison& loner) { setAside(*loner.file); });
         }
     }
 
 private:
+    // A member that is done with: complete (its digest covers the whole
+    // file), or set aside (a loner or unreadable).
+    struct Verdict {
+        File* file;
+        bool complete;
+    };
+    using Verdicts = std::vector<Verdict>;
+
+    // Compares one group of equal size pass by pass until it has split into
+    // loners or its members are complete. `onCaller` says whether progress
+    // and paths may be reported from here.
+    void compareGroup(const Duplicate<long long, File*>::Values& files, FileReader::ReadBuffers& buffers, bool onCaller,
+                      Verdicts& verdicts) {
+        WorkList<FileComparison> work;
+        Candidates<FileComparison>& first = work.emplace_back();
+        first.reserve(files.size());
+        for (File* file : files) first.push_back(std::make_unique<FileComparison>(file));
+        while (!work.empty()) {
+            Candidates<FileComparison> group = std::move(work.back());
+            work.pop_back();
+            Pass pass;
+            if (!readPass(group, pass, buffers, onCaller, verdicts)) return;
+            regroup(pass, group, work, _finder.stopped,
+                    [&verdicts](FileComparison& loner) { verdicts.push_back({loner.file, false}); });
+        }
+    }
+
     // A file without a twin, or that can't be read: unique, and compared as
     // a picture later if its name says it is one; its bytes are looked at
     // only then.
@@ -183,16 +217,18 @@ private:
         file.unique = true;
     }
 
-    void raise() {
-        _progress = std::min(_progress + _step, 0.5);
-        _finder.onProgress(_progress);
+    // Counts one more file looked at; only the search's own thread tells.
+    void raise(bool onCaller) {
+        long long steps = _steps.fetch_add(1, std::memory_order_relaxed) + 1;
+        if (onCaller) _finder.onProgress(std::min(kStart + double(steps) * _step, kEnd));
     }
 
-    // One pass over `group`: complete members go to the file digests, those
-    // with bytes left to `pass`, unreadable ones aside. Members are read a
-    // few at a time, in step, and their digests fed side by side; what
-    // happens to each is decided in the group's order. False after a stop.
-    bool readPass(Candidates<FileComparison>& group, Pass& pass) {
+    // One pass over `group`: complete members and unreadable ones go to
+    // `verdicts`, those with bytes left to `pass`. Members are read a few at
+    // a time, in step, and their digests fed side by side; what happens to
+    // each is decided in the group's order. False after a stop.
+    bool readPass(Candidates<FileComparison>& group, Pass& pass, FileReader::ReadBuffers& buffers, bool onCaller,
+                  Verdicts& verdicts) {
         for (size_t start = 0; start < group.size();) {
             size_t room = std::min(FileReader::kMaxTogether, group.size() - start);
             size_t count = 0;
@@ -202,13 +238,13 @@ private:
             for (; count < room; ++count) {
                 if ((stopping = _finder.stopped)) break;
                 FileComparison& member = *group[start + count];
-                _finder.notifyCurrentPath(member.file->path);
-                raise();
+                if (onCaller) _finder.notifyCurrentPath(member.file->path);
+                raise(onCaller);
                 readers[count] = &member.reader;
                 states[count] = &member.hasher.md5;
             }
             FileReader::Outcome outcomes[FileReader::kMaxTogether];
-            FileReader::readTogether(_buffers, readers, count, outcomes,
+            FileReader::readTogether(buffers, readers, count, outcomes,
                                      [&](const unsigned char* const* data, const size_t* lengths) {
                                          MD5::updateTogether(states, data, lengths, count);
                                      });
@@ -217,13 +253,13 @@ private:
                 File* file = member->file;
                 if (outcomes[i].error != nullptr) {
                     internal::logFailure(outcomes[i].error, file->path, outcomes[i].errorNumber);
-                    setAside(*file);
+                    verdicts.push_back({file, false});
                     member.reset();
                     continue;
                 }
                 member->hasher.md5.hashValue(file->hash);
                 if (outcomes[i].complete) {
-                    _fileHashes.add(file->hash, file);
+                    verdicts.push_back({file, true});
                     member.reset();
                 } else {
                     pass.add(file->hash, start);
@@ -237,13 +273,14 @@ private:
         return true;
     }
 
+    static constexpr double kStart = 0.3;
+    static constexpr double kEnd = 0.5;
+
     DuplicateFileFinder& _finder;
     std::vector<File*>* _pictures;
     Duplicate<HashValue, File*>& _fileHashes;
     double _step;
-    double _progress = 0.3;
-    // The search's own: two searches may read at once.
-    FileReader::ReadBuffers _buffers;
+    std::atomic<long long> _steps{0};
 };
 
 }  // namespace
@@ -316,9 +353,9 @@ void DuplicateFileFinder::calcImageHash(const std::vector<File*>& files, Duplica
     // Decoding is the cost, and pictures are independent: each thread hashes
     // into the slot of its file, and the index is filled in the files' order.
     std::vector<std::optional<ImageHashValue>> hashes(files.size());
-    internal::forEachInParallel(files.size(), internal::parallelThreadsFor(files.size()), stopped,
-                                [&](size_t i, bool onCaller) {
-                                    if (onCaller) notifyCurrentPath(files[i]->path);
+    internal::forEachInParallel(files.size(), internal::parallelThreadsFor(files.size(), threads), stopped,
+                                [&](size_t i, internal::Worker worker) {
+                                    if (worker.onCaller()) notifyCurrentPath(files[i]->path);
                                     try {
                                         hashes[i] = hashImage(*files[i]);
                                     } catch (const std::runtime_error&) {

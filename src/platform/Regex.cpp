@@ -1,7 +1,7 @@
 #include "platform/Regex.h"
 
-#include <unicode/regex.h>
-#include <unicode/unistr.h>
+#include "platform/internal/IcuLibrary.h"
+
 #include <unicode/utf16.h>
 #include <unicode/utf8.h>
 
@@ -9,53 +9,82 @@
 
 namespace platform {
 
+using internal::IcuLibrary;
+
 struct Regex::Impl {
+    Impl() = default;
+    Impl(const Impl&) = delete;
+    Impl& operator=(const Impl&) = delete;
+    ~Impl() {
+        if (compiled != nullptr) internal::sharedIcuLibrary()->uregex_close(compiled);
+    }
+
     std::string pattern;
     uint32_t options = 0;
-    std::unique_ptr<icu::RegexPattern> compiled;  // immutable once built; shareable across threads
-    int32_t idGroup = -1;                         // the number of the group named "id", or -1
+    // Never matched itself: each thread matches with a clone of its own.
+    URegularExpression* compiled = nullptr;
+    int32_t idGroup = -1;  // the number of the group named "id", or -1
 };
 
 namespace {
 
 // The text as UTF-16, each ill-formed sequence read as U+FFFD.
-void toUTF16(std::string_view text, icu::UnicodeString& out) {
-    out.remove();
+void toUTF16(std::string_view text, std::u16string& out) {
+    out.clear();
     const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
     const auto length = static_cast<int32_t>(text.size());
     int32_t i = 0;
     while (i < length) {
         UChar32 c;
         U8_NEXT(bytes, i, length, c);
-        out.append(c < 0 ? static_cast<UChar32>(0xFFFD) : c);
+        if (c < 0) c = 0xFFFD;
+        if (U16_LENGTH(c) == 1) {
+            out.push_back(static_cast<char16_t>(c));
+        } else {
+            out.push_back(static_cast<char16_t>(U16_LEAD(c)));
+            out.push_back(static_cast<char16_t>(U16_TRAIL(c)));
+        }
     }
 }
 
-// One matcher per pattern per thread: a RegexMatcher is not thread-safe, and
+// One matcher per pattern per thread: a matcher is not thread-safe, and
 // making one per match would cost more than the match. The entry keeps the
-// pattern alive, since the matcher points into it.
+// pattern alive, since the clone shares its compiled form.
 struct CachedMatcher {
+    CachedMatcher(std::shared_ptr<const Regex::Impl> keep, URegularExpression* matcher)
+        : keep(std::move(keep)), matcher(matcher) {}
+    CachedMatcher(const CachedMatcher&) = delete;
+    CachedMatcher& operator=(const CachedMatcher&) = delete;
+    ~CachedMatcher() { internal::sharedIcuLibrary()->uregex_close(matcher); }
+
     std::shared_ptr<const Regex::Impl> keep;
-    std::unique_ptr<icu::RegexMatcher> matcher;
+    URegularExpression* matcher;
 };
 
 struct ThreadCache {
     std::unordered_map<const Regex::Impl*, CachedMatcher> matchers;
-    icu::UnicodeString input;  // the text being matched; a matcher only refers to it
+    std::u16string input;  // the text being matched; a matcher only refers to it
 };
 
 constexpr size_t kMaxCachedMatchers = 1024;
 
-icu::RegexMatcher* matcherFor(const std::shared_ptr<const Regex::Impl>& impl, ThreadCache& cache) {
+// The thread's matcher for `impl`, set to `text`; null when none can be made.
+URegularExpression* matcherFor(const std::shared_ptr<const Regex::Impl>& impl, std::string_view text) {
+    thread_local ThreadCache cache;
+    const IcuLibrary& icu = *internal::sharedIcuLibrary();  // there, as a pattern compiled
     auto found = cache.matchers.find(impl.get());
-    if (found != cache.matchers.end()) return found->second.matcher.get();
-    if (cache.matchers.size() >= kMaxCachedMatchers) cache.matchers.clear();
+    if (found == cache.matchers.end()) {
+        if (cache.matchers.size() >= kMaxCachedMatchers) cache.matchers.clear();
+        UErrorCode status = U_ZERO_ERROR;
+        URegularExpression* clone = icu.uregex_clone(impl->compiled, &status);
+        if (U_FAILURE(status) || clone == nullptr) return nullptr;
+        found = cache.matchers.try_emplace(impl.get(), impl, clone).first;
+    }
+    toUTF16(text, cache.input);
     UErrorCode status = U_ZERO_ERROR;
-    std::unique_ptr<icu::RegexMatcher> matcher(impl->compiled->matcher(status));
-    if (U_FAILURE(status) || !matcher) return nullptr;
-    auto* raw = matcher.get();
-    cache.matchers.emplace(impl.get(), CachedMatcher{impl, std::move(matcher)});
-    return raw;
+    icu.uregex_setText(found->second.matcher, reinterpret_cast<const UChar*>(cache.input.data()),
+                       static_cast<int32_t>(cache.input.size()), &status);
+    return U_SUCCESS(status) ? found->second.matcher : nullptr;
 }
 
 Regex::Range makeRange(std::string_view text, int32_t start, int32_t end) {
@@ -67,9 +96,24 @@ Regex::Range makeRange(std::string_view text, int32_t start, int32_t end) {
     return r;
 }
 
+// The span of `group` in the current match; nothing when it took no part.
+std::optional<Regex::Range> groupRange(const IcuLibrary& icu, URegularExpression* matcher, std::string_view text,
+                                       int32_t group) {
+    UErrorCode status = U_ZERO_ERROR;
+    int32_t start = icu.uregex_start(matcher, group, &status);
+    int32_t end = icu.uregex_end(matcher, group, &status);
+    if (U_FAILURE(status) || start < 0) return std::nullopt;
+    return makeRange(text, start, end);
+}
+
 }  // namespace
 
 std::optional<Regex> Regex::compile(std::string_view pattern, uint32_t options, std::string* error) {
+    const IcuLibrary* icu = internal::sharedIcuLibrary();
+    if (icu == nullptr) {
+        if (error != nullptr) *error = "Unicode services unavailable";
+        return std::nullopt;
+    }
     auto impl = std::make_shared<Impl>();
     impl->pattern = std::string(pattern);
     impl->options = options;
@@ -77,16 +121,17 @@ std::optional<Regex> Regex::compile(std::string_view pattern, uint32_t options, 
     if ((options & caseInsensitive) != 0) flags |= UREGEX_CASE_INSENSITIVE;
     UParseError parseError{};
     UErrorCode status = U_ZERO_ERROR;
-    icu::UnicodeString source;
+    std::u16string source;
     toUTF16(pattern, source);
-    impl->compiled.reset(icu::RegexPattern::compile(source, flags, parseError, status));
-    if (U_FAILURE(status) || !impl->compiled) {
+    impl->compiled = icu->uregex_open(reinterpret_cast<const UChar*>(source.data()),
+                                      static_cast<int32_t>(source.size()), flags, &parseError, &status);
+    if (U_FAILURE(status) || impl->compiled == nullptr) {
         if (error != nullptr)
-            *error = std::string(u_errorName(status)) + " at offset " + std::to_string(parseError.offset);
+            *error = std::string(icu->u_errorName(status)) + " at offset " + std::to_string(parseError.offset);
         return std::nullopt;
     }
     UErrorCode groupStatus = U_ZERO_ERROR;
-    int32_t group = impl->compiled->groupNumberFromName("id", -1, groupStatus);
+    int32_t group = icu->uregex_groupNumberFromName(impl->compiled, u"id", -1, &groupStatus);
     impl->idGroup = U_SUCCESS(groupStatus) ? group : -1;
     return Regex(std::move(impl));
 }
@@ -96,44 +141,30 @@ uint32_t Regex::options() const { return _impl->options; }
 bool Regex::hasIDGroup() const { return _impl->idGroup > 0; }
 
 std::optional<Regex::Match> Regex::firstMatch(std::string_view text) const {
-    thread_local ThreadCache cache;
-    icu::RegexMatcher* matcher = matcherFor(_impl, cache);
+    URegularExpression* matcher = matcherFor(_impl, text);
     if (matcher == nullptr) return std::nullopt;
-    toUTF16(text, cache.input);
-    matcher->reset(cache.input);
+    const IcuLibrary& icu = *internal::sharedIcuLibrary();
     UErrorCode status = U_ZERO_ERROR;
-    if (!matcher->find(0, status) || U_FAILURE(status)) return std::nullopt;
+    if (!icu.uregex_find(matcher, 0, &status) || U_FAILURE(status)) return std::nullopt;
+    auto whole = groupRange(icu, matcher, text, 0);
+    if (!whole) return std::nullopt;
     Match match;
-    int32_t start = matcher->start(status);
-    int32_t end = matcher->end(status);
-    if (U_FAILURE(status)) return std::nullopt;
-    match.range = makeRange(text, start, end);
-    if (_impl->idGroup > 0) {
-        int32_t groupStart = matcher->start(_impl->idGroup, status);
-        int32_t groupEnd = matcher->end(_impl->idGroup, status);
-        if (U_SUCCESS(status) && groupStart >= 0) match.id = makeRange(text, groupStart, groupEnd);
-    }
+    match.range = *whole;
+    if (_impl->idGroup > 0) match.id = groupRange(icu, matcher, text, _impl->idGroup);
     return match;
 }
 
 std::vector<std::optional<std::string>> Regex::captureGroups(std::string_view text) const {
     std::vector<std::optional<std::string>> groups;
+    URegularExpression* matcher = matcherFor(_impl, text);
+    if (matcher == nullptr) return groups;
+    const IcuLibrary& icu = *internal::sharedIcuLibrary();
     UErrorCode status = U_ZERO_ERROR;
-    std::unique_ptr<icu::RegexMatcher> matcher(_impl->compiled->matcher(status));
-    if (U_FAILURE(status)) return groups;
-    icu::UnicodeString input;
-    toUTF16(text, input);
-    matcher->reset(input);
-    if (!matcher->find(0, status) || U_FAILURE(status)) return groups;
-    for (int32_t g = 0; g <= matcher->groupCount(); ++g) {
-        int32_t start = matcher->start(g, status);
-        int32_t end = matcher->end(g, status);
-        if (U_FAILURE(status) || start < 0) {
-            groups.emplace_back();
-            status = U_ZERO_ERROR;
-            continue;
-        }
-        groups.emplace_back(substring(text, makeRange(text, start, end)));
+    if (!icu.uregex_find(matcher, 0, &status) || U_FAILURE(status)) return groups;
+    int32_t count = icu.uregex_groupCount(matcher, &status);
+    for (int32_t g = 0; g <= count; ++g) {
+        auto range = groupRange(icu, matcher, text, g);
+        groups.push_back(range ? std::optional<std::string>(substring(text, *range)) : std::nullopt);
     }
     return groups;
 }

@@ -1,7 +1,8 @@
 #include "platform/Strings.h"
 
+#include "platform/internal/IcuLibrary.h"
+
 #include <unicode/uchar.h>
-#include <unicode/ustring.h>
 #include <unicode/utf8.h>
 
 #include <algorithm>
@@ -17,22 +18,24 @@ bool isASCII(std::string_view s) {
 
 char asciiLower(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c + 32) : c; }
 
-std::u16string toUTF16(std::string_view s) {
+using internal::IcuLibrary;
+
+std::u16string toUTF16(const IcuLibrary& icu, std::string_view s) {
     std::u16string out(s.size() + 1, u'\0');
     int32_t length = 0;
     UErrorCode status = U_ZERO_ERROR;
-    u_strFromUTF8WithSub(reinterpret_cast<UChar*>(out.data()), static_cast<int32_t>(out.size()), &length, s.data(),
+    icu.u_strFromUTF8WithSub(reinterpret_cast<UChar*>(out.data()), static_cast<int32_t>(out.size()), &length, s.data(),
                          static_cast<int32_t>(s.size()), 0xFFFD, nullptr, &status);
     if (U_FAILURE(status)) return {};
     out.resize(static_cast<size_t>(length));
     return out;
 }
 
-std::string toUTF8(const std::u16string& s) {
+std::string toUTF8(const IcuLibrary& icu, const std::u16string& s) {
     std::string out(s.size() * 3 + 1, '\0');
     int32_t length = 0;
     UErrorCode status = U_ZERO_ERROR;
-    u_strToUTF8(out.data(), static_cast<int32_t>(out.size()), &length, reinterpret_cast<const UChar*>(s.data()),
+    icu.u_strToUTF8(out.data(), static_cast<int32_t>(out.size()), &length, reinterpret_cast<const UChar*>(s.data()),
                 static_cast<int32_t>(s.size()), &status);
     if (U_FAILURE(status)) return {};
     out.resize(static_cast<size_t>(length));
@@ -51,10 +54,12 @@ int caseInsensitiveCompare(std::string_view a, std::string_view b) {
         }
         return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
     }
-    std::u16string ua = toUTF16(a);
-    std::u16string ub = toUTF16(b);
+    const IcuLibrary* icu = internal::sharedIcuLibrary();
+    if (icu == nullptr) return a.compare(b) < 0 ? -1 : (a == b ? 0 : 1);
+    std::u16string ua = toUTF16(*icu, a);
+    std::u16string ub = toUTF16(*icu, b);
     UErrorCode status = U_ZERO_ERROR;
-    int32_t r = u_strCaseCompare(reinterpret_cast<const UChar*>(ua.data()), static_cast<int32_t>(ua.size()),
+    int32_t r = icu->u_strCaseCompare(reinterpret_cast<const UChar*>(ua.data()), static_cast<int32_t>(ua.size()),
                                  reinterpret_cast<const UChar*>(ub.data()), static_cast<int32_t>(ub.size()),
                                  U_FOLD_CASE_DEFAULT, &status);
     if (U_FAILURE(status)) return a.compare(b) < 0 ? -1 : (a == b ? 0 : 1);
@@ -67,11 +72,13 @@ std::string lowercase(std::string_view text) {
         for (char& c : out) c = asciiLower(c);
         return out;
     }
-    std::u16string u = toUTF16(text);
+    const IcuLibrary* icu = internal::sharedIcuLibrary();
+    if (icu == nullptr) return std::string(text);
+    std::u16string u = toUTF16(*icu, text);
     std::u16string out(u.size() * 2 + 1, u'\0');
     for (int attempt = 0; attempt < 2; ++attempt) {
         UErrorCode status = U_ZERO_ERROR;
-        int32_t length = u_strToLower(reinterpret_cast<UChar*>(out.data()), static_cast<int32_t>(out.size()),
+        int32_t length = icu->u_strToLower(reinterpret_cast<UChar*>(out.data()), static_cast<int32_t>(out.size()),
                                       reinterpret_cast<const UChar*>(u.data()), static_cast<int32_t>(u.size()), "",
                                       &status);
         if (status == U_BUFFER_OVERFLOW_ERROR) {
@@ -80,7 +87,7 @@ std::string lowercase(std::string_view text) {
         }
         if (U_FAILURE(status)) return std::string(text);
         out.resize(static_cast<size_t>(length));
-        return toUTF8(out);
+        return toUTF8(*icu, out);
     }
     return std::string(text);
 }

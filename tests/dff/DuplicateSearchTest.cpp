@@ -87,6 +87,8 @@ TEST_F(DuplicateSearch, ReportsEveryStageInOrderEvenWithNothingToSearch) {
 }
 
 TEST_F(DuplicateSearch, ProgressRisesWithinTheFileStageAndNeverPastIt) {
+    // Only the search's own thread tells; with helpers it might read none.
+    finder.threads = 1;
     for (int i = 0; i < 20; ++i) writeFileOfSize(dir / ("f" + std::to_string(i)), 5000 + i % 3, 'a');
     search(true);
     ASSERT_GT(progress.size(), 5u);
@@ -504,6 +506,49 @@ TEST_F(PictureSearch, ManyPicturesGroupTheSameWayEveryTime) {
         EXPECT_EQ(ordered, first) << "run " << run;
     }
     EXPECT_EQ(images.decoded.size(), size_t(kPatterns * kCopies));
+}
+
+// Groups of equal size are compared on several threads; what is found, and
+// the order it comes in, is what one thread finds.
+TEST_F(PictureSearch, ManyThreadsFindWhatOneThreadFinds) {
+    for (int g = 0; g < 30; ++g) {
+        std::string group = "g" + std::to_string(g) + "-";
+        size_t size = 5000 + size_t(g) * 10;
+        std::string body(size, char('a' + g % 26));
+        for (int c = 0; c < 3; ++c) {
+            switch (g % 3) {
+            case 0:  // three copies
+                writeFile(dir / (group + std::to_string(c)), body);
+                break;
+            case 1:  // twins, and a third that differs in its last block only
+                writeFile(dir / (group + std::to_string(c)), c < 2 ? body : body.substr(1) + "!");
+                break;
+            default:  // pictures of one size that are no copies: set aside inside the comparison
+                std::string head = "\xFF\xD8\xFFP" + std::to_string(g % 4) + ";" + std::to_string(c);
+                writeFile(dir / (group + std::to_string(c) + ".jpg"), head + body.substr(head.size()));
+            }
+        }
+    }
+    auto ordered = [](const dff::DuplicateFileFinder::Groups& groups) {
+        std::vector<std::vector<std::string>> out;
+        for (const auto& group : groups) {
+            out.emplace_back();
+            for (const dff::File* file : group) out.back().push_back(file->path.str());
+        }
+        return out;
+    };
+    finder.threads = 1;
+    search();
+    const auto duplicatesAlone = ordered(duplicates), similarAlone = ordered(similar);
+    ASSERT_EQ(duplicatesAlone.size(), 20u);
+    ASSERT_EQ(similarAlone.size(), 4u);
+    finder.threads = 4;
+    for (int run = 0; run < 3; ++run) {
+        finder.releaseFiles();
+        search();
+        EXPECT_EQ(ordered(duplicates), duplicatesAlone) << "run " << run;
+        EXPECT_EQ(ordered(similar), similarAlone) << "run " << run;
+    }
 }
 
 }  // namespace

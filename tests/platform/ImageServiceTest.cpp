@@ -119,8 +119,9 @@ TEST(ParallelDecoding, EveryItemOnceInItsOwnSlotWithCallerOnlyCallbacks) {
     std::vector<int> callerItems;
     std::atomic<bool> stopped{false};
     const auto caller = std::this_thread::get_id();
-    dff::internal::forEachInParallel(kCount, 4, stopped, [&](size_t i, bool onCaller) {
-        if (onCaller) {
+    dff::internal::forEachInParallel(kCount, 4, stopped, [&](size_t i, dff::internal::Worker worker) {
+        EXPECT_LT(worker.index, 4u);
+        if (worker.onCaller()) {
             EXPECT_EQ(std::this_thread::get_id(), caller);
             callerItems.push_back(int(i));  // only the caller touches it
         }
@@ -141,7 +142,7 @@ TEST(ParallelDecoding, AFailureOrAStopEndsTheHandingOut) {
     std::atomic<bool> stopped{false};
     std::atomic<int> done{0};
     EXPECT_THROW(dff::internal::forEachInParallel(1000, 3, stopped,
-                                                  [&](size_t i, bool) {
+                                                  [&](size_t i, dff::internal::Worker) {
                                                       if (i == 10) throw std::logic_error("broken");
                                                       done.fetch_add(1);
                                                   }),
@@ -149,12 +150,13 @@ TEST(ParallelDecoding, AFailureOrAStopEndsTheHandingOut) {
     EXPECT_LT(done.load(), 1000);
 
     done = 0;
-    dff::internal::forEachInParallel(1000, 3, stopped, [&](size_t, bool) {
+    dff::internal::forEachInParallel(1000, 3, stopped, [&](size_t, dff::internal::Worker) {
         if (done.fetch_add(1) == 5) stopped = true;
     });
     EXPECT_LT(done.load(), 1000);
     stopped = true;
-    dff::internal::forEachInParallel(10, 3, stopped, [&](size_t, bool) { ADD_FAILURE() << "ran after a stop"; });
+    dff::internal::forEachInParallel(10, 3, stopped,
+                                     [&](size_t, dff::internal::Worker) { ADD_FAILURE() << "ran after a stop"; });
 }
 
 class ImageService : public testing::Test {

@@ -1,18 +1,62 @@
 #include "Core/rules/AESHelper.h"
 
+#include "platform/SharedLibrary.h"
+
 #include <openssl/evp.h>
+#include <openssl/opensslv.h>
 
 #include <algorithm>
 #include <memory>
+#include <string>
 
 namespace Core {
+namespace {
+
+// The crypto library is opened on first use rather than linked: only the
+// enciphered documents need it, and a linked copy costs every program that
+// never reads one its mapping and relocations at start-up.
+#define CORE_CRYPTO_FUNCTIONS(X) \
+    X(EVP_aes_128_cbc)           \
+    X(EVP_CIPHER_CTX_new)        \
+    X(EVP_CIPHER_CTX_free)       \
+    X(EVP_CipherInit_ex)         \
+    X(EVP_CipherUpdate)          \
+    X(EVP_CipherFinal_ex)
+
+struct CryptoLibrary {
+#define CORE_CRYPTO_FIELD(name) decltype(&::name) name = nullptr;
+    CORE_CRYPTO_FUNCTIONS(CORE_CRYPTO_FIELD)
+#undef CORE_CRYPTO_FIELD
+};
+
+// The table, or null (said once in the log) when the library or one of its
+// functions is missing. Never closed: it may have started threads.
+const CryptoLibrary* crypto() {
+    static const std::unique_ptr<const CryptoLibrary> shared = []() -> std::unique_ptr<const CryptoLibrary> {
+        const std::string name = "libcrypto.so." + std::to_string(OPENSSL_VERSION_MAJOR);
+        constexpr std::string_view kService = "deciphering";
+        void* handle = platform::openSharedLibrary(name, kService);
+        if (handle == nullptr) return nullptr;
+        auto table = std::make_unique<CryptoLibrary>();
+#define CORE_CRYPTO_LOOKUP(fn) \
+    if (!platform::lookUpFunction(handle, #fn, table->fn, name, kService)) return nullptr;
+        CORE_CRYPTO_FUNCTIONS(CORE_CRYPTO_LOOKUP)
+#undef CORE_CRYPTO_LOOKUP
+        return table;
+    }();
+    return shared.get();
+}
+
+}  // namespace
 
 const AESHelper& AESHelper::shared() {
     static const AESHelper instance;
     return instance;
 }
 
-AESHelper::AESHelper() : _aes(EVP_aes_128_cbc()) {}
+AESHelper::AESHelper() {
+    if (const CryptoLibrary* library = crypto()) _aes = library->EVP_aes_128_cbc();
+}
 
 std::optional<std::string> AESHelper::decrypt(std::string_view cipherText) const { return run(cipherText, false); }
 
@@ -20,12 +64,13 @@ std::optional<std::string> AESHelper::encrypt(std::string_view plainText) const 
 
 std::optional<std::string> AESHelper::run(std::string_view input, bool encrypting) const {
     if (_aes == nullptr) return std::nullopt;
-    std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> ctx(EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free);
+    const CryptoLibrary& c = *crypto();  // there, since the cipher is
+    std::unique_ptr<EVP_CIPHER_CTX, decltype(c.EVP_CIPHER_CTX_free)> ctx(c.EVP_CIPHER_CTX_new(), c.EVP_CIPHER_CTX_free);
     if (!ctx) return std::nullopt;
     const auto* keyBytes = reinterpret_cast<const unsigned char*>(key.data());
     const auto* ivBytes = reinterpret_cast<const unsigned char*>(initializationVector.data());
-    if (EVP_CipherInit_ex(ctx.get(), static_cast<const EVP_CIPHER*>(_aes), nullptr, keyBytes, ivBytes,
-                          encrypting ? 1 : 0) != 1)
+    if (c.EVP_CipherInit_ex(ctx.get(), static_cast<const EVP_CIPHER*>(_aes), nullptr, keyBytes, ivBytes,
+                            encrypting ? 1 : 0) != 1)
         return std::nullopt;
     // PKCS#7 padding is the default; one block more than the input is enough
     // room for either direction.
@@ -36,13 +81,13 @@ std::optional<std::string> AESHelper::run(std::string_view input, bool encryptin
     constexpr size_t kChunk = 1 << 20;
     for (size_t offset = 0; offset < input.size(); offset += kChunk) {
         size_t piece = std::min(kChunk, input.size() - offset);
-        if (EVP_CipherUpdate(ctx.get(), reinterpret_cast<unsigned char*>(output.data() + total), &written,
-                             reinterpret_cast<const unsigned char*>(input.data() + offset),
-                             static_cast<int>(piece)) != 1)
+        if (c.EVP_CipherUpdate(ctx.get(), reinterpret_cast<unsigned char*>(output.data() + total), &written,
+                               reinterpret_cast<const unsigned char*>(input.data() + offset),
+                               static_cast<int>(piece)) != 1)
             return std::nullopt;
         total += static_cast<size_t>(written);
     }
-    if (EVP_CipherFinal_ex(ctx.get(), reinterpret_cast<unsigned char*>(output.data() + total), &written) != 1)
+    if (c.EVP_CipherFinal_ex(ctx.get(), reinterpret_cast<unsigned char*>(output.data() + total), &written) != 1)
         return std::nullopt;
     total += static_cast<size_t>(written);
     output.resize(total);
