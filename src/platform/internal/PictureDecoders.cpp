@@ -124,6 +124,32 @@ struct Thumbnail {
     std::string exif;
 };
 
+// Where a decoder's rows go, and what it gives; kept in the decoder's job,
+// outside the frame that calls setjmp, so that nothing is lost when a codec
+// jumps back.
+struct RowSink {
+    void start(int width, int height, int box) {
+        auto [toWidth, toHeight] = thumbnailSize(width, height, box);
+        scaler.emplace(width, height, toWidth, toHeight);
+    }
+    bool finish() {
+        thumbnail.bitmap = scaler->result();
+        thumbnail.outcome = Decoding::decoded;
+        return true;
+    }
+
+    std::optional<AreaScaler> scaler;
+    Thumbnail thumbnail;
+};
+
+// Runs one decoder on a job of its own.
+template <typename Job>
+Thumbnail thumbnailBy(bool (*decode)(Job&, std::string_view, int), std::string_view bytes, int box) {
+    Job job;
+    decode(job, bytes, box);
+    return std::move(job.thumbnail);
+}
+
 void refuse(const char* format, uint64_t width, uint64_t height) {
     platform::log(std::string(format) + " decoder: " + std::to_string(width) + " x " + std::to_string(height) +
                   " pixels is too large a picture to decode");
@@ -174,7 +200,7 @@ void jpegProgress(j_common_ptr info) {
     }
 }
 
-struct JpegJob {
+struct JpegJob : RowSink {
     JpegJob() {
         info.err = jpeg_std_error(&errors.manager);
         errors.manager.error_exit = jpegFail;
@@ -189,9 +215,7 @@ struct JpegJob {
     jpeg_decompress_struct info{};
     JpegErrors errors{};
     jpeg_progress_mgr progress{};
-    std::optional<AreaScaler> scaler;
     std::vector<uint8_t> row;
-    Thumbnail thumbnail;
 };
 
 void takeJpegExif(const jpeg_decompress_struct& info, std::string& exif) {
@@ -204,8 +228,7 @@ void takeJpegExif(const jpeg_decompress_struct& info, std::string& exif) {
         }
 }
 
-// Fills job.thumbnail; false on any failure. Everything it changes lives in
-// `job`, so nothing is lost when libjpeg jumps back here.
+// Fills job.thumbnail; false on any failure.
 bool decodeJpeg(JpegJob& job, std::string_view bytes, int box) {
     jpeg_decompress_struct& info = job.info;
     if (setjmp(job.errors.jump) != 0) return false;
@@ -231,23 +254,14 @@ bool decodeJpeg(JpegJob& job, std::string_view bytes, int box) {
     takeJpegExif(info, job.thumbnail.exif);
 
     jpeg_start_decompress(&info);
-    auto [width, height] = thumbnailSize(int(info.output_width), int(info.output_height), box);
-    job.scaler.emplace(int(info.output_width), int(info.output_height), width, height);
+    job.start(int(info.output_width), int(info.output_height), box);
     job.row.resize(size_t(info.output_width) * size_t(info.output_components));
     while (info.output_scanline < info.output_height) {
         JSAMPROW row = job.row.data();
         if (jpeg_read_scanlines(&info, &row, 1) != 1) return false;
         job.scaler->addRow(job.row.data());
     }
-    job.thumbnail.bitmap = job.scaler->result();
-    job.thumbnail.outcome = Decoding::decoded;
-    return true;
-}
-
-Thumbnail jpegThumbnail(std::string_view bytes, int box) {
-    JpegJob job;
-    decodeJpeg(job, bytes, box);
-    return std::move(job.thumbnail);
+    return job.finish();
 }
 
 // ---- PNG
@@ -255,18 +269,16 @@ Thumbnail jpegThumbnail(std::string_view bytes, int box) {
 // An interlaced picture is decoded whole before its rows can be read.
 constexpr uint64_t kMaxInterlacedBytes = uint64_t(256) << 20;
 
-struct PngJob {
+struct PngJob : RowSink {
     ~PngJob() { png_destroy_read_struct(&png, &info, nullptr); }  // takes nulls
 
     std::string_view bytes;
     size_t read = 0;
     png_structp png = nullptr;
     png_infop info = nullptr;
-    std::optional<AreaScaler> scaler;
     std::vector<uint8_t> rows;
     std::vector<png_bytep> rowPointers;
     std::vector<uint8_t> gray;
-    Thumbnail thumbnail;
 };
 
 void pngRead(png_structp png, png_bytep out, size_t count) {
@@ -291,7 +303,8 @@ void toGray(const uint8_t* row, int channels, size_t width, uint8_t* gray) {
         }
 }
 
-bool decodePng(PngJob& job, int box) {
+bool decodePng(PngJob& job, std::string_view bytes, int box) {
+    job.bytes = bytes;
     job.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &job, pngFail, pngWarn);
     if (job.png == nullptr) return false;
     job.info = png_create_info_struct(job.png);
@@ -323,8 +336,7 @@ bool decodePng(PngJob& job, int box) {
     if (png_get_eXIf_1(png, info, &exifSize, &exif) != 0 && exif != nullptr)
         job.thumbnail.exif = std::string("Exif\0\0", 6) + std::string(reinterpret_cast<const char*>(exif), exifSize);
 
-    auto [toWidth, toHeight] = thumbnailSize(int(width), int(height), box);
-    job.scaler.emplace(int(width), int(height), toWidth, toHeight);
+    job.start(int(width), int(height), box);
     job.gray.resize(width);
     if (passes > 1) {
         job.rows.resize(rowBytes * height);
@@ -343,16 +355,7 @@ bool decodePng(PngJob& job, int box) {
             job.scaler->addRow(job.gray.data());
         }
     }
-    job.thumbnail.bitmap = job.scaler->result();
-    job.thumbnail.outcome = Decoding::decoded;
-    return true;
-}
-
-Thumbnail pngThumbnail(std::string_view bytes, int box) {
-    PngJob job;
-    job.bytes = bytes;
-    decodePng(job, box);
-    return std::move(job.thumbnail);
+    return job.finish();
 }
 
 }  // namespace
@@ -362,8 +365,8 @@ NativeGrayPicture decodeGrayPicture(std::string_view bytes, ImageFormat format, 
     if (width < 1 || height < 1) return result;
     Thumbnail thumbnail;
     switch (format) {
-        case ImageFormat::jpeg: thumbnail = jpegThumbnail(bytes, width); break;
-        case ImageFormat::png: thumbnail = pngThumbnail(bytes, width); break;
+        case ImageFormat::jpeg: thumbnail = thumbnailBy(decodeJpeg, bytes, width); break;
+        case ImageFormat::png: thumbnail = thumbnailBy(decodePng, bytes, width); break;
         default: thumbnail.outcome = Decoding::notHandled; break;
     }
     result.outcome = thumbnail.outcome;
