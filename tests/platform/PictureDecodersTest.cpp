@@ -220,15 +220,6 @@ TEST_F(PictureDecoders, OrientationTagsTurnThePicture) {
     EXPECT_EQ(turned->dateTimeOriginal, "2023:05:06 07:08:09");
 }
 
-TEST_F(PictureDecoders, AJpegsDateComesFromItsExifSegment) {
-    ExifBuilder exif(false);
-    exif.ascii(ExifBuilder::Ifd::exif, 36867, "2021:01:02 03:04:05");
-    auto picture = own("d.jpg", testing_support::encodeJpeg(landmarks(50, 40, 1), 50, 40, 1, {exif.segment()}),
-                       ImageFormat::jpeg);
-    ASSERT_TRUE(picture);
-    EXPECT_EQ(picture->dateTimeOriginal, "2021:01:02 03:04:05");
-}
-
 // A PNG with a header of its own making: the signature, then an IHDR chunk
 // for `width` x `height`, 8-bit gray, then `rest`.
 std::string pngHeader(uint32_t width, uint32_t height, const std::string& rest) {

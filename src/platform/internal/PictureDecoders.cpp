@@ -228,10 +228,10 @@ void takeJpegExif(const jpeg_decompress_struct& info, std::string& exif) {
         }
 }
 
-// Fills job.thumbnail; false on any failure.
-bool decodeJpeg(JpegJob& job, std::string_view bytes, int box) {
+// Fills job.thumbnail; false on any failure. Kept out of line from the
+// frame that calls setjmp, so that none of its locals live across the jump.
+[[gnu::noinline]] bool readJpeg(JpegJob& job, std::string_view bytes, int box) {
     jpeg_decompress_struct& info = job.info;
-    if (setjmp(job.errors.jump) != 0) return false;
     jpeg_create_decompress(&info);
     info.progress = &job.progress;
     jpeg_mem_src(&info, reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<unsigned long>(bytes.size()));
@@ -262,6 +262,11 @@ bool decodeJpeg(JpegJob& job, std::string_view bytes, int box) {
         job.scaler->addRow(job.row.data());
     }
     return job.finish();
+}
+
+bool decodeJpeg(JpegJob& job, std::string_view bytes, int box) {
+    if (setjmp(job.errors.jump) != 0) return false;
+    return readJpeg(job, bytes, box);
 }
 
 // ---- PNG
@@ -303,15 +308,10 @@ void toGray(const uint8_t* row, int channels, size_t width, uint8_t* gray) {
         }
 }
 
-bool decodePng(PngJob& job, std::string_view bytes, int box) {
-    job.bytes = bytes;
-    job.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &job, pngFail, pngWarn);
-    if (job.png == nullptr) return false;
-    job.info = png_create_info_struct(job.png);
-    if (job.info == nullptr) return false;
+// As readJpeg.
+[[gnu::noinline]] bool readPng(PngJob& job, int box) {
     png_structp png = job.png;
     png_infop info = job.info;
-    if (setjmp(png_jmpbuf(png)) != 0) return false;
     png_set_read_fn(png, &job, pngRead);
     png_read_info(png, info);
     png_uint_32 width = png_get_image_width(png, info), height = png_get_image_height(png, info);
@@ -356,6 +356,16 @@ bool decodePng(PngJob& job, std::string_view bytes, int box) {
         }
     }
     return job.finish();
+}
+
+bool decodePng(PngJob& job, std::string_view bytes, int box) {
+    job.bytes = bytes;
+    job.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &job, pngFail, pngWarn);
+    if (job.png == nullptr) return false;
+    job.info = png_create_info_struct(job.png);
+    if (job.info == nullptr) return false;
+    if (setjmp(png_jmpbuf(job.png)) != 0) return false;
+    return readPng(job, box);
 }
 
 }  // namespace
