@@ -181,7 +181,7 @@ public:
             for (const std::string& type : imageTypeIdentifiers())
                 if (hasOwnDecoder(imageFormatForTypeIdentifier(type))) _types.insert(type);
             const VipsLibrary* vips = library();
-            if (vips == nullptr) return;  // nothing is decodable
+            if (vips == nullptr) return;  // nothing more is decodable
             for (const std::string& type : imageTypeIdentifiers()) {
                 auto format = imageFormatForTypeIdentifier(type);
                 if (format && vips->vips_type_find("VipsOperation", loaderName(*format)) != 0) _types.insert(type);
