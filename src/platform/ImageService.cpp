@@ -1,6 +1,8 @@
 #include "platform/ImageService.h"
 
 #include "platform/FileTypes.h"
+#include "platform/internal/PictureDecoders.h"
+#include "platform/internal/RegularFile.h"
 #include "platform/internal/VipsImageService.h"
 #include "platform/internal/VipsLibrary.h"
 
@@ -128,9 +130,7 @@ public:
         if (!turned) return {};
         // A shrink on load leaves the longer side at least twice the box, so
         // "never enlarged" can be told from the decoded picture.
-        double scale = std::min({1.0, double(box) / turned.width(), double(box) / turned.height()});
-        int width = std::max(1, int(std::lround(turned.width() * scale)));
-        int height = std::max(1, int(std::lround(turned.height() * scale)));
+        auto [width, height] = internal::thumbnailSize(turned.width(), turned.height(), box);
         if (width == turned.width() && height == turned.height()) return turned;
         return resizedTo(_vips, turned, width, height);
     }
@@ -142,10 +142,7 @@ private:
         VipsImage* out = nullptr;
         switch (_format) {
             case ImageFormat::jpeg: {
-                // A block shrink sharpens; leave the resize a factor of two.
-                int shrink = factor >= 16 ? 8 : factor >= 8 ? 4 : factor >= 4 ? 2 : 1;
-                // The loader rounds a side shrunk below a pixel down to none.
-                while (shrink > 1 && std::min(_header.width(), _header.height()) < 2 * shrink) shrink /= 2;
+                int shrink = internal::jpegShrink(_header.width(), _header.height(), box);
                 if (shrink == 1) return _header;
                 return made(v, v.vips_jpegload_source(_source, &out, "shrink", shrink, "access", VIPS_ACCESS_SEQUENTIAL, nullptr), &out);
             }
@@ -164,6 +161,14 @@ private:
     Image _header;
 };
 
+// The formats grayPicture decodes without the library, from the whole file
+// in memory; larger files (no real picture of these formats is) go to the
+// library, which streams them.
+bool hasOwnDecoder(std::optional<ImageFormat> format) {
+    return format == ImageFormat::jpeg || format == ImageFormat::png;
+}
+constexpr size_t kMaxOwnDecoderFileSize = size_t(256) << 20;
+
 class VipsImageService final : public ImageService {
 public:
     // On the process's library.
@@ -173,8 +178,10 @@ public:
 
     const std::unordered_set<std::string>& decodableTypeIdentifiers() override {
         std::call_once(_typesOnce, [this] {
+            for (const std::string& type : imageTypeIdentifiers())
+                if (hasOwnDecoder(imageFormatForTypeIdentifier(type))) _types.insert(type);
             const VipsLibrary* vips = library();
-            if (vips == nullptr) return;  // nothing is decodable
+            if (vips == nullptr) return;  // nothing more is decodable
             for (const std::string& type : imageTypeIdentifiers()) {
                 auto format = imageFormatForTypeIdentifier(type);
                 if (format && vips->vips_type_find("VipsOperation", loaderName(*format)) != 0) _types.insert(type);
@@ -252,8 +259,18 @@ public:
     }
 
     std::optional<GrayPicture> grayPicture(int descriptor, ImageFormat format, int width, int height) override {
+        if (descriptor < 0) return std::nullopt;
+        // JPEGs and PNGs without the library; it is left what is no regular
+        // file (read as it streams) and what these decoders leave to it.
+        std::optional<std::string> file;
+        if (hasOwnDecoder(format)) file = internal::readRegularFile(descriptor, kMaxOwnDecoderFileSize);
+        if (file) {
+            internal::NativeGrayPicture native = internal::decodeGrayPicture(*file, format, width, height);
+            if (native.outcome == internal::Decoding::decoded) return std::move(native.picture);
+            if (native.outcome == internal::Decoding::undecodable) return std::nullopt;
+        }
         const VipsLibrary* vips = library();
-        if (vips == nullptr || descriptor < 0) return std::nullopt;
+        if (vips == nullptr) return std::nullopt;
         Picture picture(*vips, descriptor, format);
         if (!picture) return std::nullopt;
         auto bytes = pixels(grayStretch(picture.thumbnail(width), width, height));

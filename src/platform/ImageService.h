@@ -1,5 +1,7 @@
 #pragma once
-// ImageService: the platform's image services, on libvips. It gives what the
+// ImageService: the platform's image services, on libvips and, for the gray
+// pictures of JPEG and PNG files, on its own decoders over the two codec
+// libraries (internal/PictureDecoders.h). It gives what the
 // duplicate engine needs to compare pictures: which uniform type identifiers
 // can be decoded, a small thumbnail made with shrink-on-load and turned by
 // the orientation tag, a gray stretch of that thumbnail into an exact W x H
@@ -11,7 +13,8 @@
 // of which open files as databases or documents, is never asked.
 //
 // libvips is not linked: it is opened on the first call that needs it (a
-// program that decodes nothing never maps it). Where it cannot be opened,
+// program that decodes nothing, or only JPEG and PNG gray pictures, never
+// maps it). Where it cannot be opened,
 // nothing is decodable and every operation fails by value, as it does for an
 // undecodable file; one line says why in platform::log.
 //
@@ -64,8 +67,9 @@ public:
     static ImageService& shared();
 
     // The uniform type identifiers ("public.jpeg", "public.png", ...) of the
-    // decodable formats (platform::imageTypeIdentifiers) whose loader the
-    // installed library has, made once and kept for the life of the process.
+    // decodable formats (platform::imageTypeIdentifiers): JPEG and PNG, and
+    // those whose loader the installed library has; made once and kept for
+    // the life of the process.
     virtual const std::unordered_set<std::string>& decodableTypeIdentifiers() = 0;
 
     // The identifier for a file name extension without its dot, compared
@@ -103,6 +107,10 @@ public:
     // most `width` on its longer side, made gray and stretched as
     // grayStretch does, and its date. The descriptor stays the caller's to
     // close; its offset is left undefined. Nothing when it does not decode.
+    // JPEGs and PNGs (but CMYK JPEGs) are decoded without the library, with
+    // a JPEG's own luma and an area average in place of the library's
+    // resize: close to what the steps above give, not equal to it; an empty
+    // DateTimeOriginal text counts as none there.
     virtual std::optional<GrayPicture> grayPicture(int descriptor, ImageFormat format, int width, int height) = 0;
 };
 

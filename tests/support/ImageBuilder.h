@@ -1,10 +1,12 @@
 #pragma once
 // Test helper: encodes pixels held in memory as a JPEG through libvips, with
-// an optional EXIF segment (see ExifBuilder) and orientation tag, so that
+// an optional EXIF segment (see ExifBuilder) and orientation tag, or as a
+// PNG of any colour type, depth and interlacing through libpng, so that
 // image tests and benchmarks need no picture files checked in.
 //
 //   auto gray = testing_support::horizontalGradient(36, 32);
 //   std::string jpeg = testing_support::encodeJpeg(gray, 36, 32, 1);
+//   std::string png = testing_support::encodePng(gray, 36, 32, testing_support::PngOptions());
 
 #include <cstdint>
 #include <string>
@@ -22,6 +24,22 @@ struct JpegOptions {
 // std::runtime_error when libvips cannot encode them.
 std::string encodeJpeg(const std::vector<uint8_t>& pixels, int width, int height, int bands,
                        const JpegOptions& options = {});
+
+enum class PngColor { gray, grayAlpha, rgb, rgba, palette };
+
+struct PngOptions {
+    PngColor colorType = PngColor::rgb;
+    int bitDepth = 8;          // 16: each 8-bit sample v is written as v * 257
+    bool interlaced = false;
+    std::vector<uint8_t> palette;       // RGB triples, for PngColor::palette
+    std::vector<uint8_t> paletteAlpha;  // a tRNS chunk: alpha of the first entries
+    std::string exif;  // an eXIf chunk: the TIFF structure, without "Exif\0\0"
+};
+
+// `pixels` row by row: 8-bit samples, as many a pixel as the colour type
+// has (one palette index for PngColor::palette). Throws std::runtime_error
+// when libpng refuses them.
+std::string encodePng(const std::vector<uint8_t>& pixels, int width, int height, const PngOptions& options);
 
 // One gray byte a pixel, from 255 at the left edge falling to 0 at the right.
 std::vector<uint8_t> horizontalGradient(int width, int height);

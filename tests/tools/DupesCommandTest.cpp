@@ -114,23 +114,33 @@ TEST_F(DupesCommandTest, ExclusionsMinimumSizeAndHiddenFoldersNarrowTheSearch) {
 }
 
 // Which libraries a run loaded, in the dynamic loader's own words: the
-// image library is loaded only when a picture is really decoded.
-TEST_F(DupesCommandTest, OnlyDuplicatesNeverLoadsTheImageLibrary) {
+// image library is loaded only when a picture of a format other than JPEG
+// and PNG (decoded without it) is really decoded.
+TEST_F(DupesCommandTest, OnlyOtherFormatsThanJpegAndPngLoadTheImageLibrary) {
     writeFile(dir / "a.jpg", encodeJpeg(horizontalGradient(64, 48), 64, 48, 1));
     writeFile(dir / "b.jpg", encodeJpeg(horizontalGradient(48, 64), 48, 64, 1));
+    writeFile(dir / "p.png", testing_support::encodePng(horizontalGradient(40, 30), 40, 30,
+                                                        {testing_support::PngColor::gray, 8, false, {}, {}, {}}));
     writeFile(dir / "c.txt", "same");
     writeFile(dir / "d.txt", "same");
     std::string root = " '" + dir.str() + "'";
     ::setenv("LD_DEBUG", "files", 1);
     SweeperRun only = runSweeper("--json --quiet dupes --only-duplicates" + root);
     SweeperRun full = runSweeper("--json --quiet dupes" + root);
+    // A one-pixel GIF: signature, screen, two colours, one image, trailer.
+    writeFile(dir / "e.gif", std::string("GIF89a\x01\0\x01\0\x80\0\0\0\0\0\xFF\xFF\xFF,\0\0\0\0\x01\0\x01\0\0"
+                                         "\x02\x02\x44\x01\0;", 35));
+    SweeperRun withGif = runSweeper("--json --quiet dupes" + root);
     ::unsetenv("LD_DEBUG");
     EXPECT_EQ(only.status, 0);
     EXPECT_EQ(full.status, 0);
     EXPECT_EQ(json::parse(only.out), (json{{"duplicates", {{{{"path", dir / "c.txt"}, {"size", 4}}, {{"path", dir / "d.txt"}, {"size", 4}}}}},
                                            {"similar", json::array()}}));
+    // The pictures were decoded and compared: the gradients are alike.
+    EXPECT_FALSE(json::parse(full.out)["similar"].empty()) << full.out;
     EXPECT_EQ(only.err.find("libvips"), std::string::npos) << only.err;
-    EXPECT_NE(full.err.find("libvips"), std::string::npos) << "the loader's report names it when it is loaded";
+    EXPECT_EQ(full.err.find("libvips"), std::string::npos) << full.err;
+    EXPECT_NE(withGif.err.find("libvips"), std::string::npos) << "the loader's report names it when it is loaded";
 }
 
 // Files whose names promise pictures: other bytes, a truncated JPEG and a

@@ -16,4 +16,8 @@ namespace platform::internal {
 
 std::optional<std::string> readRegularFile(const std::string& path, size_t maxSize);
 
+// The same from a descriptor open for reading, from its first byte whatever
+// its offset, which is left as it was.
+std::optional<std::string> readRegularFile(int descriptor, size_t maxSize);
+
 }  // namespace platform::internal

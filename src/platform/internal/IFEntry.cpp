@@ -1,4 +1,4 @@
-#include "dff/exif/internal/IFEntry.h"
+#include "platform/internal/IFEntry.h"
 
 namespace easyexif::internal {
 
