@@ -120,13 +120,20 @@ public:
         return std::string(storedExifText(text));
     }
 
-    // The picture at most `box` pixels on its longer side (never enlarged),
-    // turned as its orientation tag says.
-    Image thumbnail(int box) {
+    // The picture decoded at the smallest scale that leaves `box` room for a
+    // proper resize, turned as its orientation tag says.
+    Image upright(int box) {
         if (!_header || box < 1) return {};
         VipsImage* out = nullptr;
         Image turned = decoded(box);
         if (turned) turned = made(_vips, _vips.vips_autorot(turned.get(), &out, nullptr), &out);
+        return turned;
+    }
+
+    // The picture at most `box` pixels on its longer side (never enlarged),
+    // turned as its orientation tag says.
+    Image thumbnail(int box) {
+        Image turned = upright(box);
         if (!turned) return {};
         // A shrink on load leaves the longer side at least twice the box, so
         // "never enlarged" can be told from the decoded picture.
@@ -160,6 +167,19 @@ private:
     VipsSource* _source = nullptr;
     Image _header;
 };
+
+// `image` in 8-bit sRGB, its alpha band kept: what the own decoders' gray
+// steps take.
+Image eightBitColour(const VipsLibrary& v, const Image& image) {
+    if (!image) return {};
+    VipsImage* out = nullptr;
+    Image colour = made(v, v.vips_colourspace(image.get(), &out, VIPS_INTERPRETATION_sRGB, nullptr), &out);
+    if (colour && colour.get()->BandFmt == VIPS_FORMAT_USHORT)
+        colour = made(v, v.vips_rshift_const1(colour.get(), &out, 8, nullptr), &out);
+    if (colour && colour.get()->BandFmt != VIPS_FORMAT_UCHAR)
+        colour = made(v, v.vips_cast_uchar(colour.get(), &out, nullptr), &out);
+    return colour;
+}
 
 // The formats grayPicture decodes without the library, from the whole file
 // in memory; larger files (no real picture of these formats is) go to the
@@ -273,9 +293,16 @@ public:
         if (vips == nullptr) return std::nullopt;
         Picture picture(*vips, descriptor, format);
         if (!picture) return std::nullopt;
-        auto bytes = pixels(grayStretch(picture.thumbnail(width), width, height));
-        if (!bytes || bytes->size() != size_t(width) * size_t(height)) return std::nullopt;
-        return GrayPicture{std::move(*bytes), picture.dateTimeOriginal()};
+        // The library only decodes; the gray picture is made by the own
+        // decoders' steps, so a picture gives the same one in any format.
+        Image colour = eightBitColour(*vips, picture.upright(width));
+        std::optional<std::vector<uint8_t>> bytes;
+        if (colour) bytes = pixels(colour);
+        if (!bytes) return std::nullopt;
+        std::vector<uint8_t> gray =
+            internal::grayPictureOf(bytes->data(), colour.width(), colour.height(), colour.bands(), width, height);
+        if (gray.size() != size_t(width) * size_t(height)) return std::nullopt;
+        return GrayPicture{std::move(gray), picture.dateTimeOriginal()};
     }
 
 private:

@@ -103,14 +103,16 @@ public:
         std::optional<std::string> dateTimeOriginal;  // as exifDateTimeOriginal
     };
     // The picture in the file open at `descriptor`, which the caller found
-    // to be of `format`, read by that format's loader only: its thumbnail at
-    // most `width` on its longer side, made gray and stretched as
-    // grayStretch does, and its date. The descriptor stays the caller's to
+    // to be of `format`, read by that format's decoder only: its thumbnail
+    // at most `width` on its longer side, made gray and stretched to exactly
+    // `width` x `height`, and its date. The descriptor stays the caller's to
     // close; its offset is left undefined. Nothing when it does not decode.
-    // JPEGs and PNGs (but CMYK JPEGs) are decoded without the library, with
-    // a JPEG's own luma and an area average in place of the library's
-    // resize: close to what the steps above give, not equal to it; an empty
-    // DateTimeOriginal text counts as none there.
+    // JPEGs and PNGs (but CMYK JPEGs) are decoded without the library; the
+    // library decodes the rest. Either way the gray steps are the same (a
+    // JPEG's luma weights, an area average, transparency onto black), so a
+    // picture gives the same gray picture in any format; they are close to
+    // what thumbnail and grayStretch give, not equal to it. An empty
+    // DateTimeOriginal text counts as none from the own decoders.
     virtual std::optional<GrayPicture> grayPicture(int descriptor, ImageFormat format, int width, int height) = 0;
 };
 

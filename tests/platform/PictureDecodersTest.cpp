@@ -145,6 +145,32 @@ TEST_F(PictureDecoders, JpegsAndPngsOfEveryKindComeOutAsTheLibraryMakesThem) {
     }
 }
 
+// The image library decodes what the own decoders leave, and the gray steps
+// after decoding are the same: one picture, stored without loss in any
+// format, gives one gray picture, so a copy in another format is found
+// alike. A library path with steps of its own (linear-light gray, another
+// resize) would be several gray levels off.
+TEST_F(PictureDecoders, OnePictureGivesOneGrayPictureInEveryFormat) {
+    for (auto [w, h] : {std::pair{300, 200}, {37, 50}}) {
+        for (int bands : {1, 3, 4}) {
+            std::vector<uint8_t> pixels = landmarks(w, h, bands);
+            std::string size = std::to_string(w) + "x" + std::to_string(h) + "-" + std::to_string(bands);
+            PngColor color = bands == 1 ? PngColor::gray : bands == 3 ? PngColor::rgb : PngColor::rgba;
+            auto png = own(size + ".png", testing_support::encodePng(pixels, w, h, pngOf(color)), ImageFormat::png);
+            ASSERT_TRUE(png) << size;
+            for (auto [suffix, format] : {std::pair{".tif", ImageFormat::tiff}, {".webp[lossless]", ImageFormat::webp}}) {
+                std::string name = size + std::string(suffix).substr(0, std::string(suffix).find('['));
+                testing_support::writeFile(dir / name, testing_support::encodeWithLibrary(pixels, w, h, bands, suffix));
+                int fd = ::open((dir / name).c_str(), O_RDONLY | O_CLOEXEC);
+                auto other = platform::ImageService::shared().grayPicture(fd, format, kWidth, kHeight);
+                ::close(fd);
+                ASSERT_TRUE(other) << name;
+                EXPECT_LT(meanDifference(other->pixels, png->pixels), 0.6) << name;
+            }
+        }
+    }
+}
+
 // Gray comes with a JPEG's luma weights from either format, so that red,
 // green and blue cannot be swapped unseen; what is transparent is black.
 TEST_F(PictureDecoders, ColoursWeighAsLumaAndTransparencyIsBlack) {

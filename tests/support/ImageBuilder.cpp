@@ -10,15 +10,41 @@
 
 namespace testing_support {
 
-std::string encodeJpeg(const std::vector<uint8_t>& pixels, int width, int height, int bands,
-                       const JpegOptions& options) {
+namespace {
+
+// `pixels` as an image of the library, gray or sRGB.
+platform::Image libraryImage(const std::vector<uint8_t>& pixels, int width, int height, int bands,
+                             const char* caller) {
     platform::ImageService::shared().decodableTypeIdentifiers();  // starts the library
     if (pixels.size() != size_t(width) * size_t(height) * size_t(bands))
-        throw std::runtime_error("encodeJpeg: the buffer does not match the size");
+        throw std::runtime_error(std::string(caller) + ": the buffer does not match the size");
     platform::Image image = platform::Image::adopt(
         vips_image_new_from_memory(pixels.data(), pixels.size(), width, height, bands, VIPS_FORMAT_UCHAR));
-    if (!image) throw std::runtime_error("encodeJpeg: " + std::string(vips_error_buffer()));
-    image.get()->Type = bands == 1 ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_sRGB;
+    if (!image) throw std::runtime_error(std::string(caller) + ": " + vips_error_buffer());
+    image.get()->Type = bands <= 2 ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_sRGB;
+    return image;
+}
+
+}  // namespace
+
+std::string encodeWithLibrary(const std::vector<uint8_t>& pixels, int width, int height, int bands,
+                              const std::string& suffix) {
+    platform::Image image = libraryImage(pixels, width, height, bands, "encodeWithLibrary");
+    void* data = nullptr;
+    size_t size = 0;
+    if (vips_image_write_to_buffer(image.get(), suffix.c_str(), &data, &size, nullptr) != 0) {
+        std::string why = vips_error_buffer();
+        vips_error_clear();
+        throw std::runtime_error("encodeWithLibrary: " + why);
+    }
+    std::string bytes(static_cast<const char*>(data), size);
+    g_free(data);
+    return bytes;
+}
+
+std::string encodeJpeg(const std::vector<uint8_t>& pixels, int width, int height, int bands,
+                       const JpegOptions& options) {
+    platform::Image image = libraryImage(pixels, width, height, bands, "encodeJpeg");
     if (!options.exifSegment.empty())
         vips_image_set_blob_copy(image.get(), "exif-data", options.exifSegment.data(), options.exifSegment.size());
     if (options.orientation != 0) vips_image_set_int(image.get(), "orientation", options.orientation);

@@ -25,6 +25,12 @@ struct JpegOptions {
 std::string encodeJpeg(const std::vector<uint8_t>& pixels, int width, int height, int bands,
                        const JpegOptions& options = {});
 
+// `pixels` as the image library writes a file named with `suffix` (".tif",
+// ".webp[lossless]", ...), for formats the service leaves to the library.
+// Throws std::runtime_error when it cannot.
+std::string encodeWithLibrary(const std::vector<uint8_t>& pixels, int width, int height, int bands,
+                              const std::string& suffix);
+
 enum class PngColor { gray, grayAlpha, rgb, rgba, palette };
 
 struct PngOptions {

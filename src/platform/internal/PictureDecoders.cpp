@@ -370,6 +370,22 @@ bool decodePng(PngJob& job, std::string_view bytes, int box) {
 
 }  // namespace
 
+std::vector<uint8_t> grayPictureOf(const uint8_t* pixels, int pixelWidth, int pixelHeight, int channels, int width,
+                                   int height) {
+    if (pixels == nullptr || channels < 1 || channels > 4 || pixelWidth < 1 || pixelHeight < 1 || width < 1 ||
+        height < 1)
+        return {};
+    auto [toWidth, toHeight] = thumbnailSize(pixelWidth, pixelHeight, width);
+    AreaScaler scaler(pixelWidth, pixelHeight, toWidth, toHeight);
+    std::vector<uint8_t> gray(size_t(pixelWidth), 0);
+    const size_t rowBytes = size_t(pixelWidth) * size_t(channels);
+    for (int y = 0; y < pixelHeight; ++y) {
+        toGray(pixels + rowBytes * size_t(y), channels, size_t(pixelWidth), gray.data());
+        scaler.addRow(gray.data());
+    }
+    return areaScaled(scaler.result(), width, height).pixels;
+}
+
 NativeGrayPicture decodeGrayPicture(std::string_view bytes, ImageFormat format, int width, int height) {
     NativeGrayPicture result;
     if (width < 1 || height < 1) return result;

@@ -108,6 +108,16 @@ struct NativeGrayPicture {
     ImageService::GrayPicture picture;  // when decoded
 };
 
+// The gray picture of upright 8-bit pixels that another decoder made, row
+// by row, `channels` samples a pixel (gray, gray and alpha, RGB or RGBA),
+// by the steps the own decoders take after decoding: made gray (onto black
+// where transparent), reduced to the thumbnail at most `width` on the longer
+// side, stretched to exactly `width` x `height`. So one picture gives one
+// gray picture whichever format, and decoder, it came in. Empty when the
+// channels or sizes do not fit.
+std::vector<uint8_t> grayPictureOf(const uint8_t* pixels, int pixelWidth, int pixelHeight, int channels, int width,
+                                   int height);
+
 // The picture in `bytes`, a whole file of `format`, as
 // ImageService::grayPicture gives it: its thumbnail at most `width` on the
 // longer side, turned, gray, stretched to exactly `width` x `height`, and

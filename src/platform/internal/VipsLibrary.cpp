@@ -1,14 +1,17 @@
 #include "platform/internal/VipsLibrary.h"
 
 #include "platform/Analytics.h"
+#include "platform/SharedLibrary.h"
 
 #include <dlfcn.h>
 
 namespace platform::internal {
 namespace {
 
+constexpr std::string_view kService = "image decoding";
+
 void unavailable(const std::string& name, const std::string& why) {
-    log("image decoding unavailable: " + name + ": " + why);
+    log(std::string(kService) + " unavailable: " + name + ": " + why);
 }
 
 // What the library's start-up macro does, through the table: refuse a
@@ -57,25 +60,16 @@ std::string defaultVipsLibraryName() {
 }
 
 std::unique_ptr<const VipsLibrary> loadVipsLibrary(const std::string& name) {
-    void* handle = ::dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (handle == nullptr) {
-        const char* why = ::dlerror();
-        unavailable(name, why != nullptr ? why : "it cannot be opened");
-        return nullptr;
-    }
+    void* handle = openSharedLibrary(name, kService);
+    if (handle == nullptr) return nullptr;
     auto vips = std::make_unique<VipsLibrary>();
     // A lookup through the handle also finds the functions of the libraries
     // it depends on, which is where the GLib ones live.
-    const char* missing = nullptr;
-#define CORE_VIPS_LOOKUP(fn)                                                   \
-    if (missing == nullptr) {                                                  \
-        vips->fn = reinterpret_cast<decltype(&::fn)>(::dlsym(handle, #fn));    \
-        if (vips->fn == nullptr) missing = #fn;                                \
-    }
+    bool complete = true;
+#define CORE_VIPS_LOOKUP(fn) complete = complete && lookUpFunction(handle, #fn, vips->fn, name, kService);
     CORE_VIPS_FUNCTIONS(CORE_VIPS_LOOKUP)
 #undef CORE_VIPS_LOOKUP
-    if (missing != nullptr) {
-        unavailable(name, std::string("it has no ") + missing);
+    if (!complete) {
         ::dlclose(handle);
         return nullptr;
     }
