@@ -22,6 +22,8 @@ void* openSharedLibrary(const std::string& name, std::string_view service) {
     return handle;
 }
 
+void closeSharedLibrary(void* handle) { ::dlclose(handle); }
+
 bool lookUpSymbol(void* handle, const char* symbol, void*& into, const std::string& name, std::string_view service) {
     into = ::dlsym(handle, symbol);
     if (into == nullptr) unavailable(service, name, std::string("it has no ") + symbol);

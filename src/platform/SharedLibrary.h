@@ -8,6 +8,7 @@
 //   decltype(&::crc32) crc = nullptr;
 //   if (handle && platform::lookUpFunction(handle, "crc32", crc, "libz.so.1", "compression")) ...
 
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -16,6 +17,9 @@ namespace platform {
 // The handle of `name`, opened with every symbol bound now and kept local;
 // null when it cannot be opened.
 void* openSharedLibrary(const std::string& name, std::string_view service);
+
+// Closes what openSharedLibrary opened, when nothing of it is in use.
+void closeSharedLibrary(void* handle);
 
 // Whether `symbol` is there; a missing one is said in the log.
 bool lookUpSymbol(void* handle, const char* symbol, void*& into, const std::string& name, std::string_view service);
@@ -28,6 +32,24 @@ bool lookUpFunction(void* handle, const char* symbol, Function*& into, const std
     if (!lookUpSymbol(handle, symbol, found, name, service)) return false;
     into = reinterpret_cast<Function*>(found);
     return true;
+}
+
+// A new table of a library's functions: opens `name` and hands the handle
+// and the table to `lookUp`, which fills it (with lookUpFunction) and says
+// whether every function was there. Null when either fails; the library is
+// then closed again.
+//
+//   auto table = platform::loadFunctionTable<Zlib>("libz.so.1", "compression", [&](void* handle, Zlib& z) {
+//       return platform::lookUpFunction(handle, "crc32", z.crc32, "libz.so.1", "compression");
+//   });
+template <class Table, class LookUp>
+std::unique_ptr<Table> loadFunctionTable(const std::string& name, std::string_view service, LookUp lookUp) {
+    void* handle = openSharedLibrary(name, service);
+    if (handle == nullptr) return nullptr;
+    auto table = std::make_unique<Table>();
+    if (lookUp(handle, *table)) return table;
+    closeSharedLibrary(handle);
+    return nullptr;
 }
 
 }  // namespace platform

@@ -25,21 +25,25 @@ platform::Image libraryImage(const std::vector<uint8_t>& pixels, int width, int 
     return image;
 }
 
-}  // namespace
-
-std::string encodeWithLibrary(const std::vector<uint8_t>& pixels, int width, int height, int bands,
-                              const std::string& suffix) {
-    platform::Image image = libraryImage(pixels, width, height, bands, "encodeWithLibrary");
+// `image` written as the library writes a file named with `suffix`.
+std::string savedAs(const platform::Image& image, const std::string& suffix, const char* caller) {
     void* data = nullptr;
     size_t size = 0;
     if (vips_image_write_to_buffer(image.get(), suffix.c_str(), &data, &size, nullptr) != 0) {
         std::string why = vips_error_buffer();
         vips_error_clear();
-        throw std::runtime_error("encodeWithLibrary: " + why);
+        throw std::runtime_error(std::string(caller) + ": " + why);
     }
     std::string bytes(static_cast<const char*>(data), size);
     g_free(data);
     return bytes;
+}
+
+}  // namespace
+
+std::string encodeWithLibrary(const std::vector<uint8_t>& pixels, int width, int height, int bands,
+                              const std::string& suffix) {
+    return savedAs(libraryImage(pixels, width, height, bands, "encodeWithLibrary"), suffix, "encodeWithLibrary");
 }
 
 std::string encodeJpeg(const std::vector<uint8_t>& pixels, int width, int height, int bands,
@@ -48,17 +52,7 @@ std::string encodeJpeg(const std::vector<uint8_t>& pixels, int width, int height
     if (!options.exifSegment.empty())
         vips_image_set_blob_copy(image.get(), "exif-data", options.exifSegment.data(), options.exifSegment.size());
     if (options.orientation != 0) vips_image_set_int(image.get(), "orientation", options.orientation);
-
-    void* data = nullptr;
-    size_t size = 0;
-    if (vips_jpegsave_buffer(image.get(), &data, &size, "Q", options.quality, nullptr) != 0) {
-        std::string why = vips_error_buffer();
-        vips_error_clear();
-        throw std::runtime_error("encodeJpeg: " + why);
-    }
-    std::string jpeg(static_cast<const char*>(data), size);
-    g_free(data);
-    return jpeg;
+    return savedAs(image, ".jpg[Q=" + std::to_string(options.quality) + "]", "encodeJpeg");
 }
 
 namespace {

@@ -32,17 +32,14 @@ struct CryptoLibrary {
 // The table, or null (said once in the log) when the library or one of its
 // functions is missing. Never closed: it may have started threads.
 const CryptoLibrary* crypto() {
-    static const std::unique_ptr<const CryptoLibrary> shared = []() -> std::unique_ptr<const CryptoLibrary> {
+    static const std::unique_ptr<const CryptoLibrary> shared = [] {
         const std::string name = "libcrypto.so." + std::to_string(OPENSSL_VERSION_MAJOR);
         constexpr std::string_view kService = "deciphering";
-        void* handle = platform::openSharedLibrary(name, kService);
-        if (handle == nullptr) return nullptr;
-        auto table = std::make_unique<CryptoLibrary>();
-#define CORE_CRYPTO_LOOKUP(fn) \
-    if (!platform::lookUpFunction(handle, #fn, table->fn, name, kService)) return nullptr;
-        CORE_CRYPTO_FUNCTIONS(CORE_CRYPTO_LOOKUP)
+        return platform::loadFunctionTable<CryptoLibrary>(name, kService, [&](void* handle, CryptoLibrary& c) {
+#define CORE_CRYPTO_LOOKUP(fn) platform::lookUpFunction(handle, #fn, c.fn, name, kService) &&
+            return CORE_CRYPTO_FUNCTIONS(CORE_CRYPTO_LOOKUP) true;
 #undef CORE_CRYPTO_LOOKUP
-        return table;
+        });
     }();
     return shared.get();
 }

@@ -19,14 +19,11 @@ std::unique_ptr<const IcuLibrary> load() {
     // handle also finds the common part it depends on.
     const std::string name = "libicui18n.so." + std::to_string(U_ICU_VERSION_MAJOR_NUM);
     constexpr std::string_view kService = "Unicode services";
-    void* handle = platform::openSharedLibrary(name, kService);
-    if (handle == nullptr) return nullptr;
-    auto icu = std::make_unique<IcuLibrary>();
-#define CORE_ICU_LOOKUP(fn) \
-    if (!platform::lookUpFunction(handle, CORE_ICU_NAME(fn), icu->fn, name, kService)) return nullptr;
-    CORE_ICU_FUNCTIONS(CORE_ICU_LOOKUP)
+    return platform::loadFunctionTable<IcuLibrary>(name, kService, [&](void* handle, IcuLibrary& icu) {
+#define CORE_ICU_LOOKUP(fn) platform::lookUpFunction(handle, CORE_ICU_NAME(fn), icu.fn, name, kService) &&
+        return CORE_ICU_FUNCTIONS(CORE_ICU_LOOKUP) true;
 #undef CORE_ICU_LOOKUP
-    return icu;
+    });
 }
 
 }  // namespace

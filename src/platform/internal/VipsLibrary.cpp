@@ -3,8 +3,6 @@
 #include "platform/Analytics.h"
 #include "platform/SharedLibrary.h"
 
-#include <dlfcn.h>
-
 namespace platform::internal {
 namespace {
 
@@ -60,19 +58,14 @@ std::string defaultVipsLibraryName() {
 }
 
 std::unique_ptr<const VipsLibrary> loadVipsLibrary(const std::string& name) {
-    void* handle = openSharedLibrary(name, kService);
-    if (handle == nullptr) return nullptr;
-    auto vips = std::make_unique<VipsLibrary>();
     // A lookup through the handle also finds the functions of the libraries
     // it depends on, which is where the GLib ones live.
-    bool complete = true;
-#define CORE_VIPS_LOOKUP(fn) complete = complete && lookUpFunction(handle, #fn, vips->fn, name, kService);
-    CORE_VIPS_FUNCTIONS(CORE_VIPS_LOOKUP)
+    auto vips = loadFunctionTable<VipsLibrary>(name, kService, [&](void* handle, VipsLibrary& table) {
+#define CORE_VIPS_LOOKUP(fn) lookUpFunction(handle, #fn, table.fn, name, kService) &&
+        return CORE_VIPS_FUNCTIONS(CORE_VIPS_LOOKUP) true;
 #undef CORE_VIPS_LOOKUP
-    if (!complete) {
-        ::dlclose(handle);
-        return nullptr;
-    }
+    });
+    if (!vips) return nullptr;
     // Left open even when it will not start: it may have started threads.
     if (!start(*vips, name)) return nullptr;
     return vips;
