@@ -102,6 +102,7 @@ void searchDuplicates(const DupesOptions& options, bool showProgress, const Dupe
     finder->setExcludeExtensions(extensions);
     finder->setIncludeHiddenFolders(options.hidden);
     finder->setMinFileSize(options.minSize);
+    finder->setThreads(options.threads);
     finder->start(options.onlyDuplicates);
     while (!delegate->done) platform::dispatch::runMainLoopUntil([&] { return delegate->done; }, std::chrono::hours(1));
     finder->delegate.reset();
@@ -260,6 +261,9 @@ const CommandRegistration registration{
         cmd.add_option("--exclude-ext", options->excludeExtensions, "Leave out files with this extension (repeatable)");
         cmd.add_flag("--hidden", options->hidden, "Also search hidden folders");
         cmd.add_flag("--only-duplicates", options->onlyDuplicates, "Skip the search for similar pictures");
+        cmd.add_option("--threads", options->threads, "Read and decode on at most N threads (0: one per processor)")
+            ->default_val(0)
+            ->check(CLI::NonNegativeNumber);
         cmd.add_option("ROOT", options->roots, "Folders, or photo libraries (*.photoslibrary)")->required();
         return [options, &globals] {
             bool showProgress = !globals.json && !globals.quiet && ::isatty(STDERR_FILENO);

@@ -30,6 +30,7 @@ struct DupesOptions {
     long long minSize = 1;
     bool hidden = false;
     bool onlyDuplicates = false;
+    unsigned threads = 0;  // 0: one per processor
 };
 
 struct DupesResult {

@@ -65,6 +65,8 @@ void DFFDuplicateFileFinder::setIncludeHiddenFolders(bool include) { engine().in
 bool DFFDuplicateFileFinder::includeHiddenFolders() const { return engine().includeHiddenFolders; }
 void DFFDuplicateFileFinder::setMinFileSize(long long size) { engine().minFileSize = size; }
 long long DFFDuplicateFileFinder::minFileSize() const { return engine().minFileSize; }
+void DFFDuplicateFileFinder::setThreads(unsigned threads) { engine().threads = threads; }
+unsigned DFFDuplicateFileFinder::threads() const { return engine().threads; }
 
 DFFResult DFFDuplicateFileFinder::find(bool onlyDuplicates) {
     // Waiting for another search's turn is a wait like any other.

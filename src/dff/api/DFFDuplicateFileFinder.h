@@ -42,6 +42,10 @@ public:
     bool includeHiddenFolders() const;
     void setMinFileSize(long long size);
     long long minFileSize() const;
+    // The most threads that read and decode at once; 0 (the default) for
+    // one per processor. The results are the same for any number.
+    void setThreads(unsigned threads);
+    unsigned threads() const;
 
     // Searches the roots on this thread, then frees the engine's model.
     // Never throws for what it can't read. A second call from another
