@@ -17,6 +17,7 @@
 namespace {
 
 using nlohmann::json;
+using testing_support::allocated;
 using testing_support::runSweeper;
 using testing_support::SweeperRun;
 using testing_support::writeFile;
@@ -35,10 +36,6 @@ protected:
         json doc = json::parse(run.out, nullptr, false);
         EXPECT_FALSE(doc.is_discarded()) << run.out;
         return doc.is_discarded() ? json::object() : doc;
-    }
-    static int64_t allocated(const std::string& path) {
-        struct stat st {};
-        return ::lstat(path.c_str(), &st) == 0 ? int64_t(st.st_blocks) * 512 : -1;
     }
     testing_support::TempDir dir;
 };
