@@ -4,7 +4,6 @@
 
 #include "support/Await.h"
 #include "support/FaultyReads.h"
-#include "support/ImageBuilder.h"
 #include "support/LogLines.h"
 #include "support/TempDir.h"
 
@@ -12,15 +11,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <map>
-#include <mutex>
-#include <random>
-
 #include <algorithm>
-#include <set>
 #include <atomic>
 #include <cstdio>
 #include <filesystem>
+#include <map>
+#include <mutex>
+#include <random>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -296,21 +294,6 @@ TEST_F(DuplicateSearch, StopEndsTheSearchWithWhatWasFound) {
     EXPECT_EQ(duplicates[0].size(), 50u) << "the folders, not the files inside";
 }
 
-// A file that grew after the walk is compared by the bytes it had then.
-TEST_F(DuplicateSearch, AFileThatGrowsAfterTheWalkIsReadUpToItsListedSize) {
-    writeFileOfSize(dir / "a", 5000, 'g');
-    writeFileOfSize(dir / "b", 5000, 'g');
-    bool walked = false;
-    finder.onProgress = [&](double value) { walked = walked || value == 0.3; };
-    onPath = [&](const dff::Path& path) {
-        if (walked && path.str() == dir / "b") writeFileOfSize(dir / "b", 9000, 'g');
-    };
-    testing_support::LogLines log;
-    search();
-    EXPECT_EQ(names(duplicates), (Names{{"a", "b"}}));
-    EXPECT_TRUE(log.taken().empty());
-}
-
 // A stop in a later stage ends that stage: no package is read further and
 // no folder digested after it, and the search still ends at 0.9.
 TEST_F(DuplicateSearch, StopDuringThePackageAndFolderStagesEndsThem) {
@@ -365,31 +348,6 @@ TEST(DuplicateSearches, CountAsABlockingCallOnAPoolWorker) {
     });
     ASSERT_TRUE(done.await());
     EXPECT_EQ(during, before + 1);
-}
-
-class SimilarSearch : public DuplicateSearch {
-protected:
-    void writePictures() {
-        std::vector<uint8_t> gradient = testing_support::horizontalGradient(64, 48);
-        writeFile(dir / "a.jpg", testing_support::encodeJpeg(gradient, 64, 48, 1));
-        gradient[0] ^= 0x40;  // a speck: another file, the same picture to the eye
-        writeFile(dir / "b.jpg", testing_support::encodeJpeg(gradient, 64, 48, 1, {.exifSegment = "", .orientation = 0, .quality = 70}));
-        // Not a mirror image: an inverted average hash folds to the same key.
-        std::vector<uint8_t> vertical(64 * 48);
-        for (size_t i = 0; i < vertical.size(); ++i) vertical[i] = uint8_t(255 * (i / 64) / 47);
-        writeFile(dir / "c.jpg", testing_support::encodeJpeg(vertical, 64, 48, 1));
-    }
-};
-
-TEST_F(SimilarSearch, LonePicturesAreGroupedWhenAlike) {
-    writePictures();
-    search();
-    EXPECT_TRUE(duplicates.empty());
-    EXPECT_EQ(names(similar), (Names{{"a.jpg", "b.jpg"}}));
-
-    finder.releaseFiles();
-    search(true);
-    EXPECT_TRUE(similar.empty());
 }
 
 TEST(CompareSet, TellsSameOverlappingAndApart) {

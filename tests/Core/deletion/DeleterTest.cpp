@@ -9,6 +9,7 @@
 #include "platform/Analytics.h"
 #include "platform/PhotoService.h"
 #include "platform/PurgeableSpace.h"
+#include "support/FakePhotoService.h"
 #include "support/MainLoopPump.h"
 #include "support/TempDir.h"
 
@@ -33,6 +34,7 @@ extern char** environ;
 namespace fs = std::filesystem;
 using Core::Deleter;
 using Core::DeleterState;
+using testing_support::FakePhotoService;
 using testing_support::pumpMainLoopUntil;
 using testing_support::TempDir;
 using testing_support::writeFile;
@@ -131,44 +133,6 @@ public:
     std::atomic<bool> started{false};
     std::string volumePath;
     uint64_t wantedFree = 0;
-};
-
-class FakePhotoService final : public platform::PhotoService {
-public:
-    class Library final : public platform::PhotoLibraryHandle {
-    public:
-        explicit Library(FakePhotoService& service) : _service(service) {}
-        std::string uuid() const override { return "LIB"; }
-        std::optional<std::vector<platform::PhotoAsset>> fetchObjects(const std::vector<std::string>& uuids,
-                                                                      const std::string&) override {
-            std::vector<platform::PhotoAsset> found;
-            for (const auto& id : uuids)
-                if (_service.known.count(id)) found.push_back({id});
-            return found;
-        }
-        void deleteAssets(const std::vector<platform::PhotoAsset>& assets,
-                          std::function<void(bool, const std::string&)> completion) override {
-            bool success = !_service.outcomes.empty() && _service.outcomes.front();
-            if (!_service.outcomes.empty()) _service.outcomes.pop_front();
-            _service.deletions.push_back(assets.size());
-            // The service answers on a thread of its own.
-            std::thread([completion, success] { completion(success, success ? "" : "refused"); }).join();
-        }
-
-    private:
-        FakePhotoService& _service;
-    };
-    std::shared_ptr<platform::PhotoLibraryHandle> openLibrary(const platform::URL& url, int) override {
-        if (url.path() != libraryPath) return nullptr;
-        return std::make_shared<Library>(*this);
-    }
-    int authorizationStatus(int) override { return status; }
-
-    std::string libraryPath;
-    std::set<std::string> known;
-    std::deque<bool> outcomes;
-    std::vector<size_t> deletions;
-    int status = 3;
 };
 
 class EventSink final : public platform::AnalyticsSink {
