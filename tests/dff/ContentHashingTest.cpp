@@ -132,29 +132,24 @@ ReadSteps readAll(dff::FileReader& reader, int maxSteps = 10) {
     return steps;
 }
 
-class FileReaderSizes : public ::testing::TestWithParam<std::pair<size_t, std::vector<long long>>> {};
-
-TEST_P(FileReaderSizes, ReadsOneBlockFirstThenUpToAThousand) {
-    auto [size, expectedSteps] = GetParam();
+// The first step reads one block alone (most files part there); later
+// steps read up to the budget of a thousand blocks.
+TEST(FileReader, ReadsOneBlockFirstThenUpToAThousand) {
     TempDir dir;
-    std::string content = patterned(size);
-    writeFile(dir / "f", content);
-    dff::Path path(dir / "f");
-    dff::FileReader reader(&path, (long long)size);
-    ReadSteps steps = readAll(reader);
-    EXPECT_TRUE(steps.complete);
-    EXPECT_TRUE(reader.isCompleted());
-    EXPECT_EQ(steps.bytesPerStep, expectedSteps);
-    EXPECT_TRUE(steps.content == content);
+    for (auto [size, expectedSteps] : {std::pair{size_t(4096), std::vector<long long>{4096}},
+                                       {size_t(4097), {4096, 1}},
+                                       {size_t(4096001), {4096, 4091905}},
+                                       {size_t(4100097), {4096, 4096000, 1}}}) {
+        std::string content = patterned(size);
+        writeFile(dir / "f", content);
+        dff::Path path(dir / "f");
+        dff::FileReader reader(&path, (long long)size);
+        ReadSteps steps = readAll(reader);
+        EXPECT_TRUE(steps.complete && reader.isCompleted()) << size;
+        EXPECT_EQ(steps.bytesPerStep, expectedSteps) << size;
+        EXPECT_TRUE(steps.content == content) << size;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Sizes, FileReaderSizes,
-    ::testing::Values(std::make_pair(size_t(4096), std::vector<long long>{4096}),
-                      std::make_pair(size_t(4097), std::vector<long long>{4096, 1}),
-                      // 4096 + 1000 blocks, the last of one byte: exactly the budget.
-                      std::make_pair(size_t(4096001), std::vector<long long>{4096, 4091905}),
-                      std::make_pair(size_t(4100097), std::vector<long long>{4096, 4096000, 1})));
 
 // A file that grew after the walk is read up to its listed size; an empty
 // one is never even opened.
