@@ -4,6 +4,7 @@
 #include "Core/foundation/FileFinderContext.h"
 #include "Core/rules/RuleManager.h"
 #include "platform/Dispatch.h"
+#include "support/Await.h"
 #include "support/MacTreeBuilder.h"
 
 #include <gtest/gtest.h>
@@ -306,47 +307,52 @@ com.b: {logs: {log: ["Lib/Logs/shared"]}}
     EXPECT_EQ(counter.calls, 1);
 }
 
+// Two threads sizing at once, and a sizing after one that threw: each would
+// wait forever on a semaphore left taken, so each runs under the patience
+// limit, owning the scene it uses.
 TEST(FileFinderTest, SizingFromTwoThreadsMeasuresEachFileOnce) {
-    Scene s(R"(
+    auto s = std::make_shared<Scene>(R"(
 "*": {caches: {cache: ["Lib/Caches/*"]}}
 )");
-    for (int i = 0; i < 40; ++i) s.tree.cache("com.app" + std::to_string(i));
+    for (int i = 0; i < 40; ++i) s->tree.cache("com.app" + std::to_string(i));
     SizeCounter counter;
-    auto hits = s.findAll();
+    auto hits = s->findAll();
     ASSERT_EQ(hits.size(), 40u);
-    std::vector<AppFileInfo> infos;
-    for (const auto& h : hits) infos.push_back({h.info, AppFileKind::Case::cache, App::app("x")});
-    std::vector<AppFile> first, second;
-    std::thread a([&] { first = s.finder->makeAppFiles(infos); });
-    std::thread b([&] { second = s.finder->makeAppFiles(infos); });
-    a.join();
-    b.join();
+    auto infos = std::make_shared<std::vector<AppFileInfo>>();
+    for (const auto& h : hits) infos->push_back({h.info, AppFileKind::Case::cache, App::app("x")});
+    auto first = std::make_shared<std::vector<AppFile>>(), second = std::make_shared<std::vector<AppFile>>();
+    auto firstDone = std::make_shared<testing_support::Flag>();
+    std::thread([s, infos, first, firstDone] {
+        *first = s->finder->makeAppFiles(*infos);
+        firstDone->set();
+    }).detach();
+    ASSERT_TRUE(testing_support::finishesWithin([s, infos, second] { *second = s->finder->makeAppFiles(*infos); }));
+    ASSERT_TRUE(firstDone->await());
     EXPECT_EQ(counter.calls, 40);
-    for (size_t i = 0; i < infos.size(); ++i) {
-        EXPECT_EQ(first[i].size(), 5000);
-        EXPECT_EQ(second[i].size(), 5000);
+    for (size_t i = 0; i < infos->size(); ++i) {
+        EXPECT_EQ((*first)[i].size(), 5000);
+        EXPECT_EQ((*second)[i].size(), 5000);
     }
 }
 
 TEST(FileFinderTest, AFailedMeasurementLeavesTheFileMeasurableAgain) {
-    Scene s(R"(
+    auto s = std::make_shared<Scene>(R"(
 "*": {caches: {cache: ["Lib/Caches/*"]}}
 )");
-    s.tree.cache("com.a");
-    auto hits = s.findAll();
+    s->tree.cache("com.a");
+    auto hits = s->findAll();
     ASSERT_EQ(hits.size(), 1u);
-    std::vector<AppFileInfo> infos{{hits[0].info, AppFileKind::Case::cache, App::app("x")}};
+    auto infos = std::make_shared<std::vector<AppFileInfo>>(
+        std::vector<AppFileInfo>{{hits[0].info, AppFileKind::Case::cache, App::app("x")}});
     FileManager::setDirectorySizerForTesting([](const char*, const std::atomic<bool>*, int32_t*) -> int64_t {
         throw std::runtime_error("disk gone");
     });
-    EXPECT_THROW(s.finder->makeAppFiles(infos), std::runtime_error);
+    EXPECT_THROW(s->finder->makeAppFiles(*infos), std::runtime_error);
     SizeCounter counter;
-    // Before the guard this waited forever on the semaphore the throw left taken.
-    std::vector<AppFile> files;
-    std::thread measure([&] { files = s.finder->makeAppFiles(infos); });
-    measure.join();
-    ASSERT_EQ(files.size(), 1u);
-    EXPECT_EQ(files[0].size(), 5000);
+    auto files = std::make_shared<std::vector<AppFile>>();
+    ASSERT_TRUE(testing_support::finishesWithin([s, infos, files] { *files = s->finder->makeAppFiles(*infos); }));
+    ASSERT_EQ(files->size(), 1u);
+    EXPECT_EQ((*files)[0].size(), 5000);
 }
 
 }  // namespace
