@@ -4,8 +4,9 @@
 // run under that limit.
 
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <future>
-#include <memory>
 #include <thread>
 
 namespace testing_support {
@@ -26,17 +27,24 @@ private:
     std::shared_future<void> _future = _promise.get_future().share();
 };
 
-// Runs `fn` on a thread of its own and waits up to `limit` for it to end;
-// false when it did not. A thread that never ends is left behind: give `fn`
-// shared ownership of what it uses, not references to the test's locals.
+// Runs `fn` on a thread of its own and waits up to `limit` for it to end. A
+// call still running then is a hang that can neither be stopped nor left
+// running on the test's locals: it is reported and the test program ends, a
+// failure rather than a hang for the test runner.
+//
+//   testing_support::finishWithin([&] { queue->sync([] {}); }, "the sync");
 template <class Fn>
-bool finishesWithin(Fn fn, std::chrono::duration<double> limit = kPatience) {
-    auto done = std::make_shared<Flag>();
-    std::thread([fn = std::move(fn), done]() mutable {
+void finishWithin(Fn&& fn, const char* what, std::chrono::duration<double> limit = kPatience) {
+    Flag done;
+    std::thread worker([&] {
         fn();
-        done->set();
-    }).detach();
-    return done->await(limit);
+        done.set();
+    });
+    if (!done.await(limit)) {
+        std::fprintf(stderr, "%s did not end within the patience limit\n", what);
+        std::abort();
+    }
+    worker.join();
 }
 
 }  // namespace testing_support

@@ -307,52 +307,47 @@ com.b: {logs: {log: ["Lib/Logs/shared"]}}
     EXPECT_EQ(counter.calls, 1);
 }
 
-// Two threads sizing at once, and a sizing after one that threw: each would
-// wait forever on a semaphore left taken, so each runs under the patience
-// limit, owning the scene it uses.
 TEST(FileFinderTest, SizingFromTwoThreadsMeasuresEachFileOnce) {
-    auto s = std::make_shared<Scene>(R"(
+    Scene s(R"(
 "*": {caches: {cache: ["Lib/Caches/*"]}}
 )");
-    for (int i = 0; i < 40; ++i) s->tree.cache("com.app" + std::to_string(i));
+    for (int i = 0; i < 40; ++i) s.tree.cache("com.app" + std::to_string(i));
     SizeCounter counter;
-    auto hits = s->findAll();
+    auto hits = s.findAll();
     ASSERT_EQ(hits.size(), 40u);
-    auto infos = std::make_shared<std::vector<AppFileInfo>>();
-    for (const auto& h : hits) infos->push_back({h.info, AppFileKind::Case::cache, App::app("x")});
-    auto first = std::make_shared<std::vector<AppFile>>(), second = std::make_shared<std::vector<AppFile>>();
-    auto firstDone = std::make_shared<testing_support::Flag>();
-    std::thread([s, infos, first, firstDone] {
-        *first = s->finder->makeAppFiles(*infos);
-        firstDone->set();
-    }).detach();
-    ASSERT_TRUE(testing_support::finishesWithin([s, infos, second] { *second = s->finder->makeAppFiles(*infos); }));
-    ASSERT_TRUE(firstDone->await());
+    std::vector<AppFileInfo> infos;
+    for (const auto& h : hits) infos.push_back({h.info, AppFileKind::Case::cache, App::app("x")});
+    std::vector<AppFile> first, second;
+    testing_support::finishWithin([&] {
+        std::thread a([&] { first = s.finder->makeAppFiles(infos); });
+        second = s.finder->makeAppFiles(infos);
+        a.join();
+    }, "sizing from two threads");
     EXPECT_EQ(counter.calls, 40);
-    for (size_t i = 0; i < infos->size(); ++i) {
-        EXPECT_EQ((*first)[i].size(), 5000);
-        EXPECT_EQ((*second)[i].size(), 5000);
+    for (size_t i = 0; i < infos.size(); ++i) {
+        EXPECT_EQ(first[i].size(), 5000);
+        EXPECT_EQ(second[i].size(), 5000);
     }
 }
 
 TEST(FileFinderTest, AFailedMeasurementLeavesTheFileMeasurableAgain) {
-    auto s = std::make_shared<Scene>(R"(
+    Scene s(R"(
 "*": {caches: {cache: ["Lib/Caches/*"]}}
 )");
-    s->tree.cache("com.a");
-    auto hits = s->findAll();
+    s.tree.cache("com.a");
+    auto hits = s.findAll();
     ASSERT_EQ(hits.size(), 1u);
-    auto infos = std::make_shared<std::vector<AppFileInfo>>(
-        std::vector<AppFileInfo>{{hits[0].info, AppFileKind::Case::cache, App::app("x")}});
+    std::vector<AppFileInfo> infos{{hits[0].info, AppFileKind::Case::cache, App::app("x")}};
     FileManager::setDirectorySizerForTesting([](const char*, const std::atomic<bool>*, int32_t*) -> int64_t {
         throw std::runtime_error("disk gone");
     });
-    EXPECT_THROW(s->finder->makeAppFiles(*infos), std::runtime_error);
+    EXPECT_THROW(s.finder->makeAppFiles(infos), std::runtime_error);
     SizeCounter counter;
-    auto files = std::make_shared<std::vector<AppFile>>();
-    ASSERT_TRUE(testing_support::finishesWithin([s, infos, files] { *files = s->finder->makeAppFiles(*infos); }));
-    ASSERT_EQ(files->size(), 1u);
-    EXPECT_EQ((*files)[0].size(), 5000);
+    // Before the guard this waited forever on the semaphore the throw left taken.
+    std::vector<AppFile> files;
+    testing_support::finishWithin([&] { files = s.finder->makeAppFiles(infos); }, "the sizing after a failed one");
+    ASSERT_EQ(files.size(), 1u);
+    EXPECT_EQ(files[0].size(), 5000);
 }
 
 }  // namespace
