@@ -5,6 +5,7 @@
 //   testing_support::ScopedRecordingSink analytics;
 //   run();
 //   EXPECT_EQ(analytics.sink->events().at(0).first, 91);
+//   EXPECT_EQ(analytics.sink->described(), std::vector<std::string>{"91 num=2"});
 
 #include "platform/Analytics.h"
 
@@ -29,6 +30,15 @@ public:
     std::vector<Event> events() const {
         std::lock_guard lock(_mutex);
         return _events;
+    }
+    // Each event as "CODE key=value ...", a date ("tm") as "<date>".
+    std::vector<std::string> described() const {
+        std::vector<std::string> lines;
+        for (const auto& [code, info] : events()) {
+            lines.push_back(std::to_string(code));
+            for (const auto& [key, value] : info) lines.back() += " " + key + "=" + (key == "tm" ? "<date>" : value);
+        }
+        return lines;
     }
 
 private:

@@ -32,18 +32,14 @@ using testing_support::writeFile;
 // that a folder of mode 0 is unreadable to it.
 const char* const kWithoutFileRights = "setpriv --bounding-set=-dac_override,-dac_read_search";
 
-class CommandTest : public testing::Test {
+class CommandTest : public testing_support::SweeperTest {
 protected:
-    void SetUp() override {
-        if (!testing_support::sweeperBuilt()) GTEST_SKIP() << "sweeper is not built here";
-    }
     static json parsed(const SweeperRun& run) {
         EXPECT_EQ(run.status, 0) << run.err;
         json doc = json::parse(run.out, nullptr, false);
         EXPECT_FALSE(doc.is_discarded()) << run.out;
         return doc.is_discarded() ? json::object() : doc;
     }
-    testing_support::TempDir dir;
 };
 
 constexpr const char* kRuleDocument = R"(com.foo:
