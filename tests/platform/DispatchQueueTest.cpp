@@ -270,11 +270,4 @@ TEST(SpecificKeyTest, NothingOnAPlainThreadOrAfterAnItem) {
     EXPECT_EQ(currentQueueLabel(), "");
 }
 
-TEST(GlobalQueueTest, OnePerQoSAndUnspecifiedIsDefault) {
-    EXPECT_EQ(globalQueue(), globalQueue(QoS::unspecified));
-    EXPECT_NE(globalQueue(QoS::background), globalQueue(QoS::utility));
-    EXPECT_EQ(globalQueue(QoS::background)->qos(), QoS::background);
-    EXPECT_FALSE(globalQueue()->isSerial());
-}
-
 }  // namespace

@@ -9,6 +9,7 @@
 //   photos.service->known = {"P1"};
 
 #include "platform/PhotoService.h"
+#include "support/ScopedShared.h"
 
 #include <deque>
 #include <memory>
@@ -70,13 +71,6 @@ public:
     std::string lastEntity;
 };
 
-struct ScopedPhotoService {
-    ScopedPhotoService() { platform::PhotoService::setShared(service); }
-    ~ScopedPhotoService() { platform::PhotoService::setShared(nullptr); }
-    ScopedPhotoService(const ScopedPhotoService&) = delete;
-    ScopedPhotoService& operator=(const ScopedPhotoService&) = delete;
-
-    std::shared_ptr<FakePhotoService> service = std::make_shared<FakePhotoService>();
-};
+using ScopedPhotoService = ScopedShared<platform::PhotoService, FakePhotoService>;
 
 }  // namespace testing_support

@@ -4,10 +4,11 @@
 //
 //   testing_support::ScopedRecordingSink analytics;
 //   run();
-//   EXPECT_EQ(analytics.sink->events().at(0).first, 91);
-//   EXPECT_EQ(analytics.sink->described(), std::vector<std::string>{"91 num=2"});
+//   EXPECT_EQ(analytics.service->events().at(0).first, 91);
+//   EXPECT_EQ(analytics.service->described(), std::vector<std::string>{"91 num=2"});
 
 #include "platform/Analytics.h"
+#include "support/ScopedShared.h"
 
 #include <map>
 #include <memory>
@@ -46,13 +47,6 @@ private:
     std::vector<Event> _events;
 };
 
-struct ScopedRecordingSink {
-    ScopedRecordingSink() { platform::AnalyticsSink::setShared(sink); }
-    ~ScopedRecordingSink() { platform::AnalyticsSink::setShared(nullptr); }
-    ScopedRecordingSink(const ScopedRecordingSink&) = delete;
-    ScopedRecordingSink& operator=(const ScopedRecordingSink&) = delete;
-
-    std::shared_ptr<RecordingSink> sink = std::make_shared<RecordingSink>();
-};
+using ScopedRecordingSink = ScopedShared<platform::AnalyticsSink, RecordingSink>;
 
 }  // namespace testing_support
