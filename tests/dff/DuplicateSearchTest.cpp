@@ -194,9 +194,11 @@ TEST(DuplicateSearches, TwoRunAtOnceOnTwoThreads) {
             finder.releaseFiles();
         }
     };
-    std::thread other(run, 1);
-    run(0);
-    other.join();
+    testing_support::finishWithin([&] {
+        std::thread other(run, 1);
+        run(0);
+        other.join();
+    }, "two searches at once");
     EXPECT_EQ(pairs[0], 8u);
     EXPECT_EQ(pairs[1], 8u);
 }
@@ -211,7 +213,7 @@ TEST_F(DuplicateSearch, AFifoSwappedInAfterTheWalkIsNotReadAndDoesNotHang) {
             ASSERT_EQ(::mkfifo(path.cStr(), 0600), 0);
         }
     };
-    search();
+    testing_support::finishWithin([&] { search(); }, "the search");
     EXPECT_EQ(names(duplicates), (Names{{"a", "b"}}));
 }
 
