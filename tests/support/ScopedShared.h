@@ -15,7 +15,9 @@ template <class Interface, class Double = Interface>
 class ScopedShared {
 public:
     ScopedShared() : ScopedShared(std::make_shared<Double>()) {}
-    explicit ScopedShared(std::shared_ptr<Double> double_) : service(std::move(double_)) { Interface::setShared(service); }
+    explicit ScopedShared(std::shared_ptr<Double> installed) : service(std::move(installed)) {
+        Interface::setShared(service);
+    }
     ~ScopedShared() { Interface::setShared(nullptr); }
     ScopedShared(const ScopedShared&) = delete;
     ScopedShared& operator=(const ScopedShared&) = delete;

@@ -198,8 +198,11 @@ TEST_F(CommandTest, HelperServeAnswersAClientAndEndsOnAStopSignal) {
     alignas(inotify_event) char events[4096];
     for (pollfd ready{watch, POLLIN, 0}; !listening && ::poll(&ready, 1, 30000) > 0;) {
         ssize_t length = ::read(watch, events, sizeof events);
-        for (ssize_t at = 0; at < length; at += ssize_t(sizeof(inotify_event)) + reinterpret_cast<inotify_event*>(events + at)->len)
-            listening = listening || std::string(reinterpret_cast<inotify_event*>(events + at)->name) == "helper.socket.pid";
+        for (ssize_t at = 0; at < length;) {
+            const auto* event = reinterpret_cast<const inotify_event*>(events + at);
+            listening = listening || (event->len > 0 && std::string(event->name) == "helper.socket.pid");
+            at += ssize_t(sizeof(inotify_event) + event->len);
+        }
     }
     ::close(watch);
     EXPECT_TRUE(listening);
