@@ -132,77 +132,53 @@ ReadSteps readAll(dff::FileReader& reader, int maxSteps = 10) {
     return steps;
 }
 
-class FileReaderSizes : public ::testing::TestWithParam<std::pair<size_t, std::vector<long long>>> {};
-
-TEST_P(FileReaderSizes, ReadsOneBlockFirstThenUpToAThousand) {
-    auto [size, expectedSteps] = GetParam();
+// The first step reads one block alone (most files part there); later
+// steps read up to the budget of a thousand blocks.
+TEST(FileReader, ReadsOneBlockFirstThenUpToAThousand) {
     TempDir dir;
-    std::string content = patterned(size);
-    writeFile(dir / "f", content);
-    dff::Path path(dir / "f");
-    dff::FileReader reader(&path, (long long)size);
-    ReadSteps steps = readAll(reader);
-    EXPECT_TRUE(steps.complete);
-    EXPECT_TRUE(reader.isCompleted());
-    EXPECT_EQ(steps.bytesPerStep, expectedSteps);
-    EXPECT_TRUE(steps.content == content);
+    for (auto [size, expectedSteps] : {std::pair{size_t(4096), std::vector<long long>{4096}},
+                                       {size_t(4097), {4096, 1}},
+                                       {size_t(4096001), {4096, 4091905}},
+                                       {size_t(4100097), {4096, 4096000, 1}}}) {
+        std::string content = patterned(size);
+        writeFile(dir / "f", content);
+        dff::Path path(dir / "f");
+        dff::FileReader reader(&path, (long long)size);
+        ReadSteps steps = readAll(reader);
+        EXPECT_TRUE(steps.complete && reader.isCompleted()) << size;
+        EXPECT_EQ(steps.bytesPerStep, expectedSteps) << size;
+        EXPECT_TRUE(steps.content == content) << size;
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Sizes, FileReaderSizes,
-    ::testing::Values(std::make_pair(size_t(4096), std::vector<long long>{4096}),
-                      std::make_pair(size_t(4097), std::vector<long long>{4096, 1}),
-                      // 4096 + 1000 blocks, the last of one byte: exactly the budget.
-                      std::make_pair(size_t(4096001), std::vector<long long>{4096, 4091905}),
-                      std::make_pair(size_t(4100097), std::vector<long long>{4096, 4096000, 1})));
-
-TEST(FileReader, EmptyFileIsCompleteWithoutBeingOpened) {
-    dff::Path missing("/nonexistent/for/sure");
-    dff::FileReader reader(&missing, 0);
-    int calls = 0;
-    EXPECT_TRUE(reader.read([&](const char*, long long) { ++calls; }));
-    EXPECT_EQ(calls, 0);
-}
-
+// A file that grew after the walk is read up to its listed size; an empty
+// one is never even opened.
 TEST(FileReader, ReadsOnlyUpToTheExpectedSize) {
     TempDir dir;
     writeFile(dir / "grown", patterned(5000));
-    dff::Path path(dir / "grown");
-    dff::FileReader reader(&path, 4500);
-    ReadSteps steps = readAll(reader);
-    EXPECT_TRUE(steps.complete);
-    EXPECT_TRUE(steps.content == patterned(4500));
+    dff::Path path(dir / "grown"), missing(dir / "missing");
+    dff::FileReader reader(&path, 4500), empty(&missing, 0);
+    EXPECT_TRUE(readAll(reader).content == patterned(4500));
+    EXPECT_EQ(readAll(empty).bytesPerStep, std::vector<long long>{0});
 }
 
-TEST(FileReader, FailuresHaveTheirOwnWords) {
-    TempDir dir;
-    writeFile(dir / "f", patterned(10000));
-    dff::Path path(dir / "f");
-    auto noop = [](const char*, long long) {};
-
-    dff::FileReader shrunk(&path, 10000);
-    EXPECT_FALSE(shrunk.read(noop));
-    ::truncate(path.cStr(), 4096);
+// The error of a step: its words, and the errno where there is one.
+std::pair<std::string, int> failureOf(dff::FileReader& reader) {
     try {
-        shrunk.read(noop);
-        FAIL() << "a file that shrank must not read as complete";
+        for (int step = 0; step < 100; ++step)
+            if (reader.read([](const char*, long long) {})) return {"complete", 0};
+    } catch (const dff::ReadError& e) {
+        return {e.what(), e.errorNumber()};
     } catch (const std::runtime_error& e) {
-        EXPECT_STREQ(e.what(), "Failed to read file");
+        return {e.what(), -1};
     }
-
-    dff::Path gone(dir / "gone");
-    dff::FileReader missing(&gone, 10);
-    try {
-        missing.read(noop);
-        FAIL();
-    } catch (const std::runtime_error& e) {
-        EXPECT_STREQ(e.what(), "Failed to open file");
-    }
+    return {"endless", 0};
 }
 
 // Short reads and interruptions deliver every byte in the usual steps; an
-// I/O error mid-file fails the step with its errno.
-TEST(FileReader, ShortReadsAndInterruptionsAreReadThroughAndEIOFails) {
+// I/O error mid-file, a file that shrank and a missing one fail with their
+// own words.
+TEST(FileReader, ShortReadsAndInterruptionsAreReadThroughAndFailuresHaveTheirOwnWords) {
     TempDir dir;
     std::string content = patterned(10000);
     writeFile(dir / "f", content);
@@ -217,15 +193,15 @@ TEST(FileReader, ShortReadsAndInterruptionsAreReadThroughAndEIOFails) {
     EXPECT_GT(testing_support::ScopedFaultyReads::calledTimes(), 12);
 
     dff::FileReader failing(&path, 10000);
-    auto noop = [](const char*, long long) {};
-    EXPECT_FALSE(failing.read(noop));
-    try {
-        failing.read(noop);
-        ADD_FAILURE() << "an I/O error must not read as complete";
-    } catch (const dff::ReadError& e) {
-        EXPECT_STREQ(e.what(), "Failed to read file");
-        EXPECT_EQ(e.errorNumber(), EIO);
-    }
+    EXPECT_EQ(failureOf(failing), std::make_pair(std::string("Failed to read file"), EIO));
+
+    writeFile(dir / "shrunk", patterned(10000));
+    dff::Path shrunkPath(dir / "shrunk"), gone(dir / "gone");
+    dff::FileReader shrunk(&shrunkPath, 10000), missing(&gone, 10);
+    EXPECT_FALSE(shrunk.read([](const char*, long long) {}));
+    ::truncate(shrunkPath.cStr(), 4096);
+    EXPECT_EQ(failureOf(shrunk).first, "Failed to read file") << "a file that shrank must not read as complete";
+    EXPECT_EQ(failureOf(missing).first, "Failed to open file");
 }
 
 // Readers taken together keep their own steps and failures: a missing file
@@ -328,34 +304,16 @@ TEST(PackageHasher, EqualPackagesHashEqualAndAddUpTheirSize) {
     long long expected = 5 + 9000 + 0 + 6 + 8 + (long long)std::string("Contents/Info.plist").size();
     EXPECT_EQ(one.size, expected);
     EXPECT_EQ(two.size, expected);
-}
 
-TEST(PackageHasher, RenamedFileDiffersInTheFirstPhase) {
-    TempDir dir;
-    buildPackage(dir / "One.app", "b.txt");
-    buildPackage(dir / "Two.app", "c.txt");
-    dff::Package one(dff::Path(dir / "One.app"), nullptr), two(dff::Path(dir / "Two.app"), nullptr);
-    dff::PackageHasher a(&one, 0), b(&two, 0);
-    // The first step reads only the top folder's names and sizes.
-    EXPECT_FALSE(a.update());
-    EXPECT_FALSE(b.update());
-    EXPECT_NE(hashOf(a.md5), hashOf(b.md5));
-    EXPECT_EQ(a.reader, nullptr);
-}
-
-TEST(PackageHasher, ContentChangeShowsOnlyOnceFilesAreRead) {
-    TempDir dir;
-    buildPackage(dir / "One.app");
-    buildPackage(dir / "Two.app");
+    // A renamed file, or one byte changed deep in a file, parts them.
+    buildPackage(dir / "Renamed.app", "c.txt");
+    buildPackage(dir / "Changed.app");
     std::string changed = patterned(9000);
     changed[8999] ^= 1;
-    writeFile(dir / "Two.app/b.txt", changed);
-    dff::Package one(dff::Path(dir / "One.app"), nullptr), two(dff::Path(dir / "Two.app"), nullptr);
-    HashRun a = hashPackage(one), b = hashPackage(two);
-    ASSERT_EQ(a.steps.size(), b.steps.size());
-    // Three folders make the first three steps alike.
-    for (size_t i = 0; i < 3; ++i) EXPECT_EQ(a.steps[i], b.steps[i]) << "step " << i;
-    EXPECT_NE(a.digest, b.digest);
+    writeFile(dir / "Changed.app/b.txt", changed);
+    dff::Package renamed(dff::Path(dir / "Renamed.app"), nullptr), edited(dff::Path(dir / "Changed.app"), nullptr);
+    EXPECT_NE(hashPackage(renamed).digest, a.digest);
+    EXPECT_NE(hashPackage(edited).digest, a.digest);
 }
 
 TEST(PackageHasher, FailuresHaveTheirOwnWords) {

@@ -44,15 +44,6 @@ TEST(Duplicate, ValuesUnderOneKeyKeepArrivalOrder) {
     for (int i = 0; i <= 100; ++i) EXPECT_EQ(it->values[size_t(i)], i);
 }
 
-TEST(Duplicate, EmptyTreeBeginsAtTheEnd) {
-    Index index;
-    EXPECT_TRUE(index.begin().atEnd());
-    EXPECT_TRUE(index.begin() == index.end());
-    int visits = 0;
-    for (auto& node : index) visits += int(node.values.size());
-    EXPECT_EQ(visits, 0);
-}
-
 TEST(Duplicate, KeysThatAreNeitherLessNorGreaterShareANode) {
     // A key type whose order is weaker than equality, as image hashes have.
     struct Coarse {

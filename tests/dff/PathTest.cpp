@@ -9,18 +9,6 @@
 
 namespace {
 
-TEST(Path, JoinsWithOneSlashAndKeepsItsLength) {
-    dff::Path root("/photos");
-    dff::Path child = root / "2024" / std::string("a.jpg");
-    EXPECT_STREQ(child.cStr(), "/photos/2024/a.jpg");
-    EXPECT_EQ(child.length(), 18u);
-    EXPECT_STREQ((dff::Path("/") / "x").cStr(), "//x") << "no look for a slash already there";
-    EXPECT_STREQ((dff::Path() / "x").cStr(), "/x");
-    EXPECT_STREQ((root / "").cStr(), "/photos/");
-    EXPECT_STREQ(dff::Path().cStr(), "");
-    EXPECT_EQ(dff::Path(std::string("a\0b", 3)).length(), 3u) << "bytes, not C-string text";
-}
-
 // Paths of a search borrow the arena's bytes; anything copied out of the
 // search must own its own, or it would outlive them.
 TEST(Path, CopiesOfBorrowedPathsOwnTheirBytes) {

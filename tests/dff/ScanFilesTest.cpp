@@ -71,16 +71,6 @@ protected:
     int count = 0;
 };
 
-TEST_F(ScanFiles, DotEntriesAndDSStoreLeaveNoMark) {
-    writeFile(dir / "only/.DS_Store", "finder");
-    auto root = scan(dir / "only");
-    EXPECT_TRUE(root->children.empty());
-    EXPECT_FALSE(root->unique);
-    EXPECT_EQ(root->parent, nullptr);
-    EXPECT_EQ(count, 0);
-    EXPECT_TRUE(finder.reported.empty());
-}
-
 TEST_F(ScanFiles, FilesAtTheMinimumSizeAreTakenSmallerOnesMarkTheirFolder) {
     finder.minFileSize = 100;
     writeFileOfSize(dir / "r/ok/exact", 100);
@@ -124,8 +114,9 @@ TEST_F(ScanFiles, HiddenFoldersAreLeftOutUnlessAskedForHiddenFilesAlwaysCount) {
 }
 
 TEST_F(ScanFiles, ExcludedExtensionsAndPathsMarkTheirFolder) {
-    finder.excludeExtensions = {".log"};
+    finder.excludeExtensions = {".log", ".app"};
     finder.excludePaths = {dff::Path(dir / "r/SKIP")};
+    std::filesystem::create_directories(dir / "r/c/Tool.app");
     writeFileOfSize(dir / "r/a/app.LOG", 10);
     writeFileOfSize(dir / "r/a/keep.txt", 10);
     writeFileOfSize(dir / "r/b/.log", 10);  // the whole name is no extension
@@ -143,6 +134,8 @@ TEST_F(ScanFiles, ExcludedExtensionsAndPathsMarkTheirFolder) {
     EXPECT_NE(child(*b, ".log"), nullptr);
     EXPECT_EQ(subdirectory(*root, "skip"), nullptr) << "paths compare without case";
     EXPECT_NE(subdirectory(*root, "skipper"), nullptr) << "only the whole path is excluded";
+    EXPECT_TRUE(subdirectory(*root, "c")->unique) << "an excluded package";
+    EXPECT_TRUE(unknown.empty());
     EXPECT_TRUE(root->unique);
 }
 
@@ -172,15 +165,6 @@ TEST_F(ScanFiles, PackagesAreSizedByTheIndexAndNeverWalked) {
     ASSERT_NE(small, nullptr);
     EXPECT_TRUE(small->unique);
     EXPECT_TRUE(small->children.empty());
-}
-
-TEST_F(ScanFiles, ExcludedPackageExtensionMarksTheFolder) {
-    finder.excludeExtensions = {".app"};
-    std::filesystem::create_directories(dir / "r/Tool.app");
-    auto root = scan(dir / "r");
-    EXPECT_TRUE(root->unique);
-    EXPECT_TRUE(root->children.empty());
-    EXPECT_TRUE(unknown.empty());
 }
 
 TEST_F(ScanFiles, LinksAreNeverFollowed) {
@@ -221,15 +205,19 @@ TEST_F(ScanFiles, OddEntriesAndUnreadableFoldersMarkTheirFolder) {
                                    ": No such file or directory (errno 2)"}));
 }
 
+// Dot entries and .DS_Store are neither reported nor a mark on their folder.
 TEST_F(ScanFiles, EveryEntryIsReportedBeforeItIsLookedAt) {
     writeFileOfSize(dir / "r/sub/file", 10);
     std::filesystem::create_symlink("nowhere", dir / "r/link");
     writeFile(dir / "r/.DS_Store", "x");
-    scan(dir / "r");
+    writeFile(dir / "r/sub/.DS_Store", "x");
+    auto root = scan(dir / "r");
     std::vector<std::string> expected = {dir / "r/sub", dir / "r/link", dir / "r/sub/file"};
     std::sort(expected.begin(), expected.end());
     std::sort(finder.reported.begin(), finder.reported.end());
     EXPECT_EQ(finder.reported, expected);
+    EXPECT_FALSE(subdirectory(*root, "sub")->unique);
+    EXPECT_EQ(root->parent, nullptr);
 }
 
 TEST_F(ScanFiles, StopEndsTheWalkAndMarksTheFolderUnderWay) {
@@ -262,30 +250,16 @@ TEST(NotifyCurrentPath, ReportsAtMostOnceIn40MillisecondsOfItsOwnFinder) {
     EXPECT_EQ(otherSeen, (std::vector<std::string>{"/x"})) << "finders keep their own time";
 }
 
+// Case and a bare dot name are tested with the exclusions above.
 TEST(WithExtension, MatchesCaseFoldedEndsOfLongerNames) {
     using F = dff::DuplicateFileFinder;
-    EXPECT_TRUE(F::withExtension("photo.JPG", 9, ".jpg"));
-    EXPECT_TRUE(F::withExtension("photojpg", 8, "jpg")) << "the extension is compared as given";
-    EXPECT_FALSE(F::withExtension(".jpg", 4, ".jpg"));
-    EXPECT_FALSE(F::withExtension("jpg", 3, ".jpg"));
-    EXPECT_FALSE(F::withExtension("photo.jpeg", 10, ".jpg"));
     EXPECT_TRUE(F::withExtension(dff::Path("/x/Library.photosLibrary"), ".photoslibrary"));
-
-    F finder([](double) {}, [](const dff::Path&) {});
-    EXPECT_FALSE(finder.excludesName("a.tmp")) << "an empty list excludes nothing";
-    finder.excludeExtensions = {".log", ".TMP"};
-    EXPECT_TRUE(finder.excludesName("a.tmp"));
+    EXPECT_FALSE(F::withExtension("photo.jpeg", 10, ".jpg"));
+    EXPECT_FALSE(F::withExtension("jpg", 3, ".jpg"));
 }
 
-TEST(FileModel, TypesAreReadOnceAndFailuresNotKept) {
+TEST(FileModel, AFailedTypeReadIsNotKept) {
     TempDir dir;
-    writeFile(dir / "a.jpeg", "x");
-    dff::File file(dff::Path(dir / "a.jpeg"), 1, nullptr);
-    ASSERT_NE(file.getType(), nullptr);
-    EXPECT_EQ(*file.getType(), "public.jpeg");
-    std::filesystem::remove(dir / "a.jpeg");
-    EXPECT_EQ(*file.getType(), "public.jpeg") << "a type once read is kept";
-
     dff::File missing(dff::Path(dir / "gone"), 1, nullptr);
     EXPECT_EQ(missing.getType(), nullptr);
     writeFile(dir / "gone", "\x89PNG\r\n\x1A\n....");

@@ -22,6 +22,7 @@
 namespace fs = std::filesystem;
 using Core::OMFolderElement;
 using Core::OMFolderExtractor;
+using testing_support::allocated;
 using testing_support::TempDir;
 using testing_support::writeFileOfSize;
 
@@ -74,12 +75,6 @@ void startScan(const std::string& root) {
     OMFolderExtractor::isAlreadyPresent(st.st_ino);
 }
 
-uint64_t allocated(const std::string& path) {
-    struct stat st {};
-    ::lstat(path.c_str(), &st);
-    return static_cast<uint64_t>(st.st_blocks) * 512;
-}
-
 class FolderListingTest : public ::testing::TestWithParam<Method> {};
 
 }  // namespace
@@ -105,7 +100,7 @@ TEST_P(FolderListingTest, SplitsFoldersAndFilesWithTheirKindsAndSizes) {
     const OMFolderElement* plain = listing.file(dir / "plain");
     ASSERT_NE(plain, nullptr);
     EXPECT_TRUE(plain->isNormalFile());
-    EXPECT_EQ(plain->size(), allocated(dir / "plain"));
+    EXPECT_EQ(int64_t(plain->size()), allocated(dir / "plain"));
     EXPECT_GE(plain->size(), 10000u);
     ASSERT_NE(listing.file(dir / "zero"), nullptr);
     EXPECT_EQ(listing.file(dir / "zero")->size(), 0u);
@@ -268,7 +263,7 @@ TEST(GetDirectorySizeTest, AgreesWithDuOnTheSameTree) {
     EXPECT_EQ(size, duOfRegularFiles(dir.str()));
     // A regular file is its own size; a link is not followed.
     EXPECT_EQ(Core::GetDirectorySize((dir / "d1/n1/f1").c_str(), nullptr, nullptr),
-              static_cast<int64_t>(allocated(dir / "d1/n1/f1")));
+              allocated(dir / "d1/n1/f1"));
     EXPECT_EQ(Core::GetDirectorySize((dir / "loop").c_str(), nullptr, nullptr), 0);
 }
 
@@ -307,7 +302,7 @@ TEST(GetDirectorySizeTest, AnUnreadableFolderGivesEACCES) {
         if (::setgid(65534) != 0 || ::setuid(65534) != 0) ::_exit(3);
         int32_t error = 0;
         int64_t size = Core::GetDirectorySize(dir.str().c_str(), nullptr, &error);
-        ::_exit(error == EACCES && size == static_cast<int64_t>(allocated(dir / "open/file")) ? 0 : 1);
+        ::_exit(error == EACCES && size == allocated(dir / "open/file") ? 0 : 1);
     }
     int status = 0;
     ::waitpid(child, &status, 0);

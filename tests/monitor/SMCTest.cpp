@@ -2,6 +2,7 @@
 // values, strings and the key listing, with the printed messages.
 #include "SmcTesting.h"
 #include "monitor/SMC.h"
+#include "support/LogLines.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +11,6 @@
 using Core::SMC;
 using monitor_testing::floatBytes;
 using monitor_testing::key;
-using monitor_testing::ScopedLogCapture;
 using monitor_testing::ScopedSmcTable;
 
 TEST(SMCTest, GetValueDecodesEveryType) {
@@ -58,13 +58,13 @@ TEST(SMCTest, ZeroIsNoValueExceptForTheFanModeKeys) {
 TEST(SMCTest, FailedReadsPrintTheKeyAndTheError) {
     ScopedSmcTable table({key("RPlt", "{fds", {0, 0, 0, 0, ' ', 'j', '3', '1', '4', ' ', ' ', ' ', ' ', ' ', ' ', '\t', 'x'}),
                           key("TC0P", "sp78", {0x2D, 0x00})});
-    ScopedLogCapture log;
+    testing_support::LogLines log;
     EXPECT_FALSE(SMC::shared().getValue("NOPE"));
     EXPECT_FALSE(SMC::shared().getStringValue("NOPE"));
     EXPECT_EQ(SMC::shared().getStringValue("RPlt"), "j314");
     EXPECT_FALSE(SMC::shared().getStringValue("TC0P"));
     EXPECT_FALSE(SMC::shared().getValue("TOOLONG"));
-    EXPECT_EQ(log.lines(), (std::vector<std::string>{
+    EXPECT_EQ(log.taken(), (std::vector<std::string>{
                                "Error read(NOPE): (iokit/common) data was not found",
                                "Error read(): (iokit/common) data was not found",
                                "unsupported data type sp78 for key: TC0P",
@@ -83,8 +83,8 @@ TEST(SMCTest, AllKeysWalksTheIndexToTheCount) {
         EXPECT_EQ(SMC::shared().getAllKeys(), (std::vector<std::string>{"#KEY", "FNum"}));
     }
     ScopedSmcTable table({key("FNum", "ui8 ", {1})});
-    ScopedLogCapture log;
+    testing_support::LogLines log;
     EXPECT_TRUE(SMC::shared().getAllKeys().empty());
-    ASSERT_FALSE(log.lines().empty());
-    EXPECT_EQ(log.lines().back(), "ERROR no keys count found");
+    ASSERT_FALSE(log.taken().empty());
+    EXPECT_EQ(log.taken().back(), "ERROR no keys count found");
 }

@@ -84,12 +84,4 @@ inline platform::SmcKeyEntry sp78(const std::string& name, double celsius) {
     return key(name, "sp78", {static_cast<uint8_t>(n >> 8), static_cast<uint8_t>(n & 0xFF)});
 }
 
-// Captures the log lines of the scope.
-class ScopedLogCapture {
-public:
-    ScopedLogCapture();
-    ~ScopedLogCapture();
-    std::vector<std::string> lines() const;
-};
-
 }  // namespace monitor_testing

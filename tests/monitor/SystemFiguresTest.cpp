@@ -1,6 +1,7 @@
 // The kernel figures over /proc and /sys files of the test's own.
 #include "SmcTesting.h"
 #include "monitor/SystemFigures.h"
+#include "support/LogLines.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -139,9 +140,9 @@ TEST_F(SystemFiguresTest, PrintOutStatLogsGigabytes) {
     stats.active_count = 262144;  // 1 GiB of 4096-byte pages
     stats.inactive_count = 131072;
     stats.external_page_count = 65536;
-    monitor_testing::ScopedLogCapture log;
+    testing_support::LogLines log;
     printOutStat(&stats, 4096);
-    auto lines = log.lines();
+    auto lines = log.taken();
     ASSERT_EQ(lines.size(), 12u);
     EXPECT_EQ(lines[0], "active_count: 1.00");
     EXPECT_EQ(lines[1], "inactive_count: 0.50");

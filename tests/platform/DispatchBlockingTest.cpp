@@ -127,7 +127,7 @@ TEST(WorkItemTest, CancelledBeforeStartNeverRuns) {
     q->async(item);
     item->cancel();
     gate.signal();
-    item->wait();
+    ASSERT_TRUE(item->wait(kPatience));
     q->sync([] {});
     EXPECT_FALSE(ran.load());
     EXPECT_TRUE(item->isCancelled());
@@ -148,7 +148,7 @@ TEST(WorkItemTest, CancelledAfterStartFinishes) {
     ASSERT_TRUE(started.wait(kPatience));
     item->cancel();
     gate.signal();
-    item->wait();
+    ASSERT_TRUE(item->wait(kPatience));
     EXPECT_TRUE(finished.load()) << "wait() returns only once the running block is done";
 }
 
@@ -271,17 +271,19 @@ INSTANTIATE_TEST_SUITE_P(EachKind, TimedWaitTest, testing::ValuesIn(timedKinds()
 // the condition variable destroyed under a notify).
 TEST(DispatchLifetimeTest, WaiterMayDestroyWhatItWaitedOnAtOnce) {
     auto queue = platform::dispatch::makeConcurrentQueue("lifetime");
-    for (int i = 0; i < 200; ++i) {
-        {
-            platform::dispatch::Semaphore done(0);
-            queue->async([&done] { done.signal(); });
-            done.wait();
+    testing_support::finishWithin([&] {
+        for (int i = 0; i < 200; ++i) {
+            {
+                platform::dispatch::Semaphore done(0);
+                queue->async([&done] { done.signal(); });
+                done.wait();
+            }
+            {
+                platform::dispatch::Group group;
+                group.enter();
+                queue->async([&group] { group.leave(); });
+                group.wait();
+            }
         }
-        {
-            platform::dispatch::Group group;
-            group.enter();
-            queue->async([&group] { group.leave(); });
-            group.wait();
-        }
-    }
+    }, "the waits");
 }

@@ -43,13 +43,13 @@ TEST(MainLoopTest, SyncOntoTheMainQueueFromTheMainThreadRunsInline) {
     EXPECT_EQ(ranOn, std::this_thread::get_id());
     EXPECT_EQ(label, "main");
     bool refused = false;
-    std::thread([&] {
+    testing_support::finishWithin([&] {
         try {
             runMainLoop();
         } catch (const std::logic_error&) {
             refused = true;
         }
-    }).join();
+    }, "the main loop run off the main thread");
     EXPECT_TRUE(refused) << "only the main thread runs the main loop";
 }
 

@@ -13,6 +13,7 @@
 
 namespace fs = std::filesystem;
 using platform::MetadataIndex;
+using testing_support::allocated;
 using testing_support::ScopedLayout;
 using testing_support::TempDir;
 using testing_support::writeFile;
@@ -24,12 +25,6 @@ std::map<std::string, int64_t> asMap(const platform::MetadataAnswer& answer) {
     std::map<std::string, int64_t> out;
     for (const auto& item : answer.value()) out[item.path] = item.size;
     return out;
-}
-
-int64_t allocated(const std::string& path) {
-    struct stat st {};
-    EXPECT_EQ(::lstat(path.c_str(), &st), 0) << path;
-    return int64_t(st.st_blocks) * 512;
 }
 
 TEST(MetadataIndexTest, PackagesWithTheAllocatedSizesOfTheirFiles) {

@@ -29,7 +29,7 @@ TEST(OperationQueueTest, NeverRunsMoreThanTheMaximumAtOnce) {
     queue.addOperation([&] { enter(); a.signal(); if (b.wait(kPatience)) ++met; --current; });
     queue.addOperation([&] { enter(); b.signal(); if (a.wait(kPatience)) ++met; --current; });
     for (int i = 0; i < 40; ++i) queue.addOperation([&] { enter(); --current; });
-    queue.waitUntilAllOperationsAreFinished();
+    testing_support::finishWithin([&] { queue.waitUntilAllOperationsAreFinished(); }, "the queue");
     EXPECT_EQ(met.load(), 2);
     EXPECT_EQ(peak.load(), 2);
     EXPECT_EQ(queue.operationCount(), 0u);
@@ -40,7 +40,7 @@ TEST(OperationQueueTest, OneAtATimeKeepsTheOrderAdded) {
     queue.setMaxConcurrentOperationCount(1);
     std::vector<int> order;  // one operation at a time touches it
     for (int i = 0; i < 50; ++i) queue.addOperation([&, i] { order.push_back(i); });
-    queue.waitUntilAllOperationsAreFinished();
+    testing_support::finishWithin([&] { queue.waitUntilAllOperationsAreFinished(); }, "the queue");
     ASSERT_EQ(order.size(), 50u);
     for (int i = 0; i < 50; ++i) EXPECT_EQ(order[i], i);
 }
@@ -76,7 +76,7 @@ TEST(OperationQueueTest, CancelAllStillStartsAndFinishesEveryOperation) {
     EXPECT_EQ(queue.operationCount(), 6u);
     queue.cancelAllOperations();
     gate.signal();
-    queue.waitUntilAllOperationsAreFinished();
+    testing_support::finishWithin([&] { queue.waitUntilAllOperationsAreFinished(); }, "the queue");
     EXPECT_TRUE(firstSawCancel.load()) << "the running operation finishes its work";
     for (auto& op : rest) {
         EXPECT_TRUE(op->isCancelled());
@@ -134,7 +134,7 @@ TEST(OperationQueueTest, AnAsynchronousOperationHoldsItsPlaceUntilItSaysItFinish
     ASSERT_TRUE(firstDone.await());
     EXPECT_TRUE(first->isFinished());
     second->release.signal();
-    queue.waitUntilAllOperationsAreFinished();
+    testing_support::finishWithin([&] { queue.waitUntilAllOperationsAreFinished(); }, "the queue");
     std::lock_guard lock(m);
     EXPECT_EQ(finished, (std::vector<Operation*>{first.get(), second.get()}));
 }
@@ -147,8 +147,8 @@ TEST(OperationQueueTest, RejectsBadInputAndSurvivesAThrowingOperation) {
     EXPECT_THROW(queue.addOperation(op), std::invalid_argument);
     EXPECT_THROW(queue.setMaxConcurrentOperationCount(-2), std::invalid_argument);
     queue.addOperation([] { throw std::runtime_error("logged"); });
-    queue.waitUntilAllOperationsAreFinished();
-    op->waitUntilFinished();
+    testing_support::finishWithin([&] { queue.waitUntilAllOperationsAreFinished(); }, "the queue");
+    testing_support::finishWithin([&] { op->waitUntilFinished(); }, "the operation");
     EXPECT_EQ(op->mainCalls.load(), 1);
     EXPECT_EQ(queue.operationCount(), 0u);
 }
@@ -162,7 +162,7 @@ TEST(OperationQueueTest, ZeroHoldsOperationsBackUntilRaised) {
     EXPECT_FALSE(op->isExecuting());
     EXPECT_FALSE(op->isFinished());
     queue.setMaxConcurrentOperationCount(OperationQueue::defaultMaxConcurrentOperationCount);
-    queue.waitUntilAllOperationsAreFinished();
+    testing_support::finishWithin([&] { queue.waitUntilAllOperationsAreFinished(); }, "the queue");
     EXPECT_EQ(op->mainCalls.load(), 1);
 }
 

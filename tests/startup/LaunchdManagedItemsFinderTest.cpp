@@ -85,7 +85,7 @@ TEST_F(LaunchdManagedItemsFinderTest, ListsAgentsAndDaemonsButNotTheHostsOwnGlob
                                                   {backup, Kind::userAgent},
                                                   {hidden, Kind::userAgent},
                                                   {userAgents() + "/linked.plist", Kind::userAgent}}));
-    const auto events = analytics.sink->events();
+    const auto events = analytics.service->events();
     ASSERT_EQ(events.size(), 1u);
     EXPECT_EQ(events[0].first, 91);
     EXPECT_TRUE(events[0].second.empty());

@@ -1,9 +1,13 @@
 #pragma once
 // Waiting in tests: a one-shot flag that a test waits on with a generous
-// real-time limit, which fails the test instead of hanging it.
+// real-time limit, which fails the test instead of hanging it, and a call
+// run under that limit.
 
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <future>
+#include <thread>
 
 namespace testing_support {
 
@@ -22,5 +26,25 @@ private:
     std::promise<void> _promise;
     std::shared_future<void> _future = _promise.get_future().share();
 };
+
+// Runs `fn` on a thread of its own and waits up to `limit` for it to end. A
+// call still running then is a hang that can neither be stopped nor left
+// running on the test's locals: it is reported and the test program ends, a
+// failure rather than a hang for the test runner.
+//
+//   testing_support::finishWithin([&] { queue->sync([] {}); }, "the sync");
+template <class Fn>
+void finishWithin(Fn&& fn, const char* what, std::chrono::duration<double> limit = kPatience) {
+    Flag done;
+    std::thread worker([&] {
+        fn();
+        done.set();
+    });
+    if (!done.await(limit)) {
+        std::fprintf(stderr, "%s did not end within the patience limit\n", what);
+        std::abort();
+    }
+    worker.join();
+}
 
 }  // namespace testing_support

@@ -4,9 +4,11 @@
 //
 //   testing_support::ScopedRecordingSink analytics;
 //   run();
-//   EXPECT_EQ(analytics.sink->events().at(0).first, 91);
+//   EXPECT_EQ(analytics.service->events().at(0).first, 91);
+//   EXPECT_EQ(analytics.service->described(), std::vector<std::string>{"91 num=2"});
 
 #include "platform/Analytics.h"
+#include "support/ScopedShared.h"
 
 #include <map>
 #include <memory>
@@ -30,19 +32,21 @@ public:
         std::lock_guard lock(_mutex);
         return _events;
     }
+    // Each event as "CODE key=value ...", a date ("tm") as "<date>".
+    std::vector<std::string> described() const {
+        std::vector<std::string> lines;
+        for (const auto& [code, info] : events()) {
+            lines.push_back(std::to_string(code));
+            for (const auto& [key, value] : info) lines.back() += " " + key + "=" + (key == "tm" ? "<date>" : value);
+        }
+        return lines;
+    }
 
 private:
     mutable std::mutex _mutex;
     std::vector<Event> _events;
 };
 
-struct ScopedRecordingSink {
-    ScopedRecordingSink() { platform::AnalyticsSink::setShared(sink); }
-    ~ScopedRecordingSink() { platform::AnalyticsSink::setShared(nullptr); }
-    ScopedRecordingSink(const ScopedRecordingSink&) = delete;
-    ScopedRecordingSink& operator=(const ScopedRecordingSink&) = delete;
-
-    std::shared_ptr<RecordingSink> sink = std::make_shared<RecordingSink>();
-};
+using ScopedRecordingSink = ScopedShared<platform::AnalyticsSink, RecordingSink>;
 
 }  // namespace testing_support

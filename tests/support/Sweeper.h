@@ -1,6 +1,10 @@
 #pragma once
 // Runs the built console host with arguments and collects its standard
-// output and exit status, for tests of its commands.
+// output and exit status, for tests of its commands; their fixture.
+
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
 
 #include <string>
 
@@ -21,5 +25,15 @@ std::string sweeperPath();
 // given ("LAUNCHER SWEEPER ARGUMENTS", e.g. a wrapper that sets up a mount).
 SweeperRun runSweeper(const std::string& arguments, const std::string& workingDirectory = "",
                       const std::string& launcher = "");
+
+// The fixture of the commands' tests: skipped where the console host is not
+// built, with a temporary folder of its own.
+class SweeperTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!sweeperBuilt()) GTEST_SKIP() << "sweeper is not built here";
+    }
+    TempDir dir;
+};
 
 }  // namespace testing_support

@@ -1,5 +1,7 @@
 #include "support/TempDir.h"
 
+#include <sys/stat.h>
+
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
@@ -32,6 +34,11 @@ void writeFile(const std::filesystem::path& path, std::string_view content) {
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     out.write(content.data(), static_cast<std::streamsize>(content.size()));
     if (!out) throw std::runtime_error("cannot write " + path.string());
+}
+
+int64_t allocated(const std::filesystem::path& path) {
+    struct stat st {};
+    return ::lstat(path.c_str(), &st) == 0 ? int64_t(st.st_blocks) * 512 : -1;
 }
 
 void writeFileOfSize(const std::filesystem::path& path, size_t size, char fill) {

@@ -6,6 +6,7 @@
 #include "platform/Layout.h"
 #include "platform/ResourceBundle.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -33,6 +34,9 @@ void writeFile(const std::filesystem::path& path, std::string_view content);
 // Writes a file of `size` bytes filled with `fill`.
 void writeFileOfSize(const std::filesystem::path& path, size_t size, char fill = 'x');
 std::string readFile(const std::filesystem::path& path);
+// The bytes the file system allocated to `path` itself (a link is not
+// followed); -1 when it cannot be looked at.
+int64_t allocated(const std::filesystem::path& path);
 
 // Re-roots platform::Layout::shared() (and optionally the resources folder)
 // for the life of the scope.

@@ -15,13 +15,7 @@ using nlohmann::json;
 using testing_support::BundleContents;
 using testing_support::writeBundle;
 
-class BundleCommandTest : public testing::Test {
-protected:
-    void SetUp() override {
-        if (!testing_support::sweeperBuilt()) GTEST_SKIP() << "sweeper is not built here";
-    }
-    testing_support::TempDir dir;
-};
+using BundleCommandTest = testing_support::SweeperTest;
 
 TEST_F(BundleCommandTest, ApplicationWithHelper) {
     writeBundle(dir / "Notes.app", BundleContents("com.example.Notes").named("Notes"));

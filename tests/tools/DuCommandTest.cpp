@@ -14,17 +14,12 @@
 
 namespace fs = std::filesystem;
 using nlohmann::json;
+using testing_support::allocated;
 using testing_support::runSweeper;
 using testing_support::TempDir;
 using testing_support::writeFileOfSize;
 
 namespace {
-
-int64_t allocated(const std::string& path) {
-    struct stat st {};
-    EXPECT_EQ(::lstat(path.c_str(), &st), 0);
-    return int64_t(st.st_blocks) * 512;
-}
 
 const json* childNamed(const json& node, const std::string& path) {
     for (const auto& c : node.at("children"))

@@ -5,7 +5,6 @@
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -19,12 +18,8 @@ using namespace testing_support;
 using nlohmann::json;
 using Groups = std::vector<std::vector<std::string>>;
 
-class DupesCommandTest : public testing::Test {
+class DupesCommandTest : public testing_support::SweeperTest {
 protected:
-    void SetUp() override {
-        if (!sweeperBuilt()) GTEST_SKIP() << "sweeper is not built here";
-    }
-
     // Runs "--json dupes ARGUMENTS 'ROOT'" and gives the document; fails the
     // test unless it exits 0 and its output is laid out as the other
     // commands lay theirs out.
@@ -52,7 +47,6 @@ protected:
         return out;
     }
 
-    TempDir dir;
 };
 
 TEST_F(DupesCommandTest, JsonGivesEqualFilesWithSizesAndIdenticalFoldersAsFolders) {
@@ -76,19 +70,6 @@ TEST_F(DupesCommandTest, JsonGivesEqualFilesWithSizesAndIdenticalFoldersAsFolder
     // However many threads read.
     EXPECT_EQ(dupes("--threads 1", dir.str()), expected);
     EXPECT_EQ(dupes("--threads 3", dir.str()), expected);
-}
-
-TEST_F(DupesCommandTest, HardLinksAreNoCopiesOfEachOther) {
-    writeFile(dir / "one/report.txt", "Quarterly report\n");
-    writeFile(dir / "two/keep.txt", "placeholder\n");
-    ASSERT_EQ(::link((dir / "one/report.txt").c_str(), (dir / "two/report.txt").c_str()), 0);
-    EXPECT_EQ(relative(dupes("", dir.str())["duplicates"]), Groups{});
-
-    writeFile(dir / "copy.txt", "Quarterly report\n");
-    Groups groups = relative(dupes("", dir.str())["duplicates"]);
-    ASSERT_EQ(groups.size(), 1u);
-    ASSERT_EQ(groups[0].size(), 2u);
-    EXPECT_EQ(groups[0][0], "copy.txt");
 }
 
 TEST_F(DupesCommandTest, ExclusionsMinimumSizeAndHiddenFoldersNarrowTheSearch) {

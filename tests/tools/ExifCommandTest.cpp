@@ -19,13 +19,7 @@ using Outcome = testing_support::SweeperRun;
 
 Outcome sweeper(const std::string& arguments) { return testing_support::runSweeper(arguments); }
 
-class ExifCommandTest : public testing::Test {
-protected:
-    void SetUp() override {
-        if (!testing_support::sweeperBuilt()) GTEST_SKIP() << "sweeper is not built here";
-    }
-    testing_support::TempDir dir;
-};
+using ExifCommandTest = testing_support::SweeperTest;
 
 TEST_F(ExifCommandTest, JsonHasTheCodeAndTheNamedFields) {
     // A corrupt GPS pointer: the code says so, and what came before is shown.

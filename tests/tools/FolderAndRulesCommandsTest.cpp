@@ -1,22 +1,29 @@
-// Runs "sweeper rules", "list", "dirsize", "helper ping" and "demo".
+// Runs "sweeper rules", "list", "dirsize", "helper ping|serve" and "demo".
 // Skipped in builds without the tools (the sanitizer presets).
+#include "Core/helper/internal/HelperSocketConnection.h"
+#include "support/Await.h"
 #include "support/Sweeper.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <poll.h>
 #include <signal.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <string>
 
 namespace {
 
 using nlohmann::json;
+using testing_support::allocated;
 using testing_support::runSweeper;
 using testing_support::SweeperRun;
 using testing_support::writeFile;
@@ -25,22 +32,14 @@ using testing_support::writeFile;
 // that a folder of mode 0 is unreadable to it.
 const char* const kWithoutFileRights = "setpriv --bounding-set=-dac_override,-dac_read_search";
 
-class CommandTest : public testing::Test {
+class CommandTest : public testing_support::SweeperTest {
 protected:
-    void SetUp() override {
-        if (!testing_support::sweeperBuilt()) GTEST_SKIP() << "sweeper is not built here";
-    }
     static json parsed(const SweeperRun& run) {
         EXPECT_EQ(run.status, 0) << run.err;
         json doc = json::parse(run.out, nullptr, false);
         EXPECT_FALSE(doc.is_discarded()) << run.out;
         return doc.is_discarded() ? json::object() : doc;
     }
-    static int64_t allocated(const std::string& path) {
-        struct stat st {};
-        return ::lstat(path.c_str(), &st) == 0 ? int64_t(st.st_blocks) * 512 : -1;
-    }
-    testing_support::TempDir dir;
 };
 
 constexpr const char* kRuleDocument = R"(com.foo:
@@ -171,6 +170,54 @@ TEST_F(CommandTest, HelperPingIsAnsweredOnlyByAnInstalledTool) {
     EXPECT_EQ(parsed(ping),
               (json{{"socket", dir.str() + "/root/var/run/com.oxmerl.MerlSweeper.PrivilegedHelperTool.socket"},
                     {"answered", true}}));
+}
+
+// "helper serve" answers a client on the socket it is given and ends with
+// status 0 on a stop signal. Root is served whatever runs it; any other user
+// needs an installed tool naming its host, so the test runs as root only.
+TEST_F(CommandTest, HelperServeAnswersAClientAndEndsOnAStopSignal) {
+    if (::geteuid() != 0) GTEST_SKIP() << "a client other than root needs an installed tool";
+    const std::string socket = dir / "helper.socket";
+    // The pid file is written once the socket listens.
+    int watch = ::inotify_init1(IN_CLOEXEC);
+    ASSERT_GE(watch, 0);
+    ASSERT_GE(::inotify_add_watch(watch, dir.str().c_str(), IN_CLOSE_WRITE), 0);
+    const std::string root = dir / "root";
+    pid_t pid = ::fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+        ::execl(testing_support::sweeperPath().c_str(), "sweeper", "--root", root.c_str(), "helper", "serve",
+                "--socket", socket.c_str(), static_cast<char*>(nullptr));
+        ::_exit(127);
+    }
+    auto reaped = std::async(std::launch::async, [pid] {
+        int status = 0;
+        return ::waitpid(pid, &status, 0) == pid && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    });
+    bool listening = false;
+    alignas(inotify_event) char events[4096];
+    for (pollfd ready{watch, POLLIN, 0}; !listening && ::poll(&ready, 1, 30000) > 0;) {
+        ssize_t length = ::read(watch, events, sizeof events);
+        for (ssize_t at = 0; at < length;) {
+            const auto* event = reinterpret_cast<const inotify_event*>(events + at);
+            listening = listening || (event->len > 0 && std::string(event->name) == "helper.socket.pid");
+            at += ssize_t(sizeof(inotify_event) + event->len);
+        }
+    }
+    ::close(watch);
+    EXPECT_TRUE(listening);
+
+    Core::internal::HelperSocketConnection connection(socket);
+    testing_support::Flag answered;
+    auto helper = connection.remoteObjectProxyWithErrorHandler([] {});
+    connection.resume();
+    helper->test([&] { answered.set(); });
+    EXPECT_TRUE(answered.await());
+    connection.invalidate();
+
+    ::kill(pid, SIGTERM);
+    if (reaped.wait_for(testing_support::kPatience) != std::future_status::ready) ::kill(pid, SIGKILL);
+    EXPECT_EQ(reaped.get(), 0) << "a stop signal ends it cleanly";
 }
 
 // One run of the demo: its rules, junk, disk and duplicate parts. (The junk

@@ -11,12 +11,7 @@ namespace {
 
 using nlohmann::json;
 
-class MonitorCommandTest : public testing::Test {
-protected:
-    void SetUp() override {
-        if (!testing_support::sweeperBuilt()) GTEST_SKIP() << "sweeper is not built here";
-    }
-};
+using MonitorCommandTest = testing_support::SweeperTest;
 
 TEST_F(MonitorCommandTest, OneReadingOfEveryFigure) {
     auto run = testing_support::runSweeper("--json monitor --interval 0.05");

@@ -10,13 +10,7 @@ namespace {
 
 using namespace testing_support;
 
-class PhotosCommandTest : public testing::Test {
-protected:
-    void SetUp() override {
-        if (!sweeperBuilt()) GTEST_SKIP() << "sweeper is not built here";
-    }
-    TempDir dir;
-};
+using PhotosCommandTest = testing_support::SweeperTest;
 
 TEST_F(PhotosCommandTest, JsonListsPhotosInReadingOrder) {
     std::string lib = dir / "My Library.photoslibrary";

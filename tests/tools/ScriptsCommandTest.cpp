@@ -15,18 +15,14 @@ namespace {
 
 using nlohmann::json;
 
-class ScriptsCommandTest : public testing::Test {
+class ScriptsCommandTest : public testing_support::SweeperTest {
 protected:
-    void SetUp() override {
-        if (!testing_support::sweeperBuilt()) GTEST_SKIP() << "sweeper is not built here";
-    }
     void writeScripts(const std::string& xml) {
         testing_support::writeFile(dir / "scripts.txt", *Core::AESHelper::shared().encrypt(xml));
     }
     testing_support::SweeperRun sweeper(const std::string& arguments) {
         return testing_support::runSweeper("--json --resources '" + dir.str() + "' " + arguments);
     }
-    testing_support::TempDir dir;
 };
 
 TEST_F(ScriptsCommandTest, ListsTheTable) {

@@ -9,12 +9,7 @@ namespace {
 
 using nlohmann::json;
 
-class VendorCommandTest : public testing::Test {
-protected:
-    void SetUp() override {
-        if (!testing_support::sweeperBuilt()) GTEST_SKIP() << "sweeper is not built here";
-    }
-};
+using VendorCommandTest = testing_support::SweeperTest;
 
 TEST_F(VendorCommandTest, ShippedDocuments) {
     auto run = testing_support::runSweeper("--json vendor com.microsoft.Word");

@@ -2,6 +2,7 @@
 
 #include "Core/files/FileManager.h"
 #include "platform/MetadataIndex.h"
+#include "support/ScopedShared.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -16,10 +17,7 @@ struct FixedIndex final : platform::MetadataIndex {
     std::optional<int64_t> itemSize(const std::string&) const override { return size; }
 };
 
-struct ScopedIndex {
-    explicit ScopedIndex(std::shared_ptr<platform::MetadataIndex> index) { platform::MetadataIndex::setShared(index); }
-    ~ScopedIndex() { platform::MetadataIndex::setShared(nullptr); }
-};
+using ScopedIndex = testing_support::ScopedShared<platform::MetadataIndex>;
 
 TEST(AppFileSizingTest, BundlesTakeTheIndexSizeUnlessItIsMissingOrBelowTwo) {
     testing_support::TempDir temp;

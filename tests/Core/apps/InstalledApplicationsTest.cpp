@@ -4,6 +4,7 @@
 #include "platform/Layout.h"
 #include "support/BundleBuilder.h"
 #include "support/MacTreeBuilder.h"
+#include "support/ScopedShared.h"
 
 #include <gtest/gtest.h>
 
@@ -37,10 +38,7 @@ struct FixedRegistry : AppRegistry {
     }
 };
 
-struct ScopedRegistry {
-    explicit ScopedRegistry(std::shared_ptr<AppRegistry> registry) { AppRegistry::setShared(std::move(registry)); }
-    ~ScopedRegistry() { AppRegistry::setShared(nullptr); }
-};
+using ScopedRegistry = testing_support::ScopedShared<AppRegistry>;
 
 TEST(AppRegistryTest, ListsApplicationFoldersAsTheSystemWould) {
     MacTreeBuilder tree;

@@ -9,7 +9,9 @@
 #include "platform/Analytics.h"
 #include "platform/PhotoService.h"
 #include "platform/PurgeableSpace.h"
+#include "support/FakePhotoService.h"
 #include "support/MainLoopPump.h"
+#include "support/RecordingSink.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -33,6 +35,7 @@ extern char** environ;
 namespace fs = std::filesystem;
 using Core::Deleter;
 using Core::DeleterState;
+using testing_support::FakePhotoService;
 using testing_support::pumpMainLoopUntil;
 using testing_support::TempDir;
 using testing_support::writeFile;
@@ -85,26 +88,6 @@ public:
     int completions = 0;
 };
 
-// An installer whose tool is up to date, unless an install is wanted.
-class StubInstaller final : public Core::HelperInstaller {
-public:
-    std::optional<std::string> bundledToolPath() const override { return "/app/tool"; }
-    std::optional<std::string> toolVersion(const std::string& path) const override {
-        ++versionReads;
-        return path == "/app/tool" ? applicationVersion : std::string("2.0");
-    }
-    int createAuthorization(bool& hasReference) override {
-        hasReference = true;
-        return 0;
-    }
-    bool bless(const std::string&, std::string& error) override {
-        error = "refused";
-        return false;
-    }
-    std::string applicationVersion = "2.0";
-    mutable std::atomic<int> versionReads{0};
-};
-
 class FakePurgeableSpace final : public platform::PurgeableSpace {
 public:
     int64_t recoveryEstimate(const std::string&) override { return 1000; }
@@ -131,63 +114,6 @@ public:
     std::atomic<bool> started{false};
     std::string volumePath;
     uint64_t wantedFree = 0;
-};
-
-class FakePhotoService final : public platform::PhotoService {
-public:
-    class Library final : public platform::PhotoLibraryHandle {
-    public:
-        explicit Library(FakePhotoService& service) : _service(service) {}
-        std::string uuid() const override { return "LIB"; }
-        std::optional<std::vector<platform::PhotoAsset>> fetchObjects(const std::vector<std::string>& uuids,
-                                                                      const std::string&) override {
-            std::vector<platform::PhotoAsset> found;
-            for (const auto& id : uuids)
-                if (_service.known.count(id)) found.push_back({id});
-            return found;
-        }
-        void deleteAssets(const std::vector<platform::PhotoAsset>& assets,
-                          std::function<void(bool, const std::string&)> completion) override {
-            bool success = !_service.outcomes.empty() && _service.outcomes.front();
-            if (!_service.outcomes.empty()) _service.outcomes.pop_front();
-            _service.deletions.push_back(assets.size());
-            // The service answers on a thread of its own.
-            std::thread([completion, success] { completion(success, success ? "" : "refused"); }).join();
-        }
-
-    private:
-        FakePhotoService& _service;
-    };
-    std::shared_ptr<platform::PhotoLibraryHandle> openLibrary(const platform::URL& url, int) override {
-        if (url.path() != libraryPath) return nullptr;
-        return std::make_shared<Library>(*this);
-    }
-    int authorizationStatus(int) override { return status; }
-
-    std::string libraryPath;
-    std::set<std::string> known;
-    std::deque<bool> outcomes;
-    std::vector<size_t> deletions;
-    int status = 3;
-};
-
-class EventSink final : public platform::AnalyticsSink {
-public:
-    void event(int code, const std::map<std::string, std::string>& info) override {
-        std::lock_guard lock(_mutex);
-        std::string text = std::to_string(code);
-        for (const auto& [key, value] : info) text += " " + key + "=" + (key == "tm" ? "<date>" : value);
-        _events.push_back(text);
-    }
-    void line(const std::string&) override {}
-    std::vector<std::string> events() {
-        std::lock_guard lock(_mutex);
-        return _events;
-    }
-
-private:
-    std::mutex _mutex;
-    std::vector<std::string> _events;
 };
 
 class DeleterTest : public ::testing::Test {
@@ -235,8 +161,8 @@ protected:
     TempDir dir;
     testing_support::ScopedLayout layout{dir / "root", dir / "home"};
     std::string socketPath = dir / "helper.socket";
-    std::shared_ptr<StubInstaller> installer = std::make_shared<StubInstaller>();
-    std::shared_ptr<EventSink> sink = std::make_shared<EventSink>();
+    std::shared_ptr<helper_testing::StubInstaller> installer = std::make_shared<helper_testing::StubInstaller>();
+    std::shared_ptr<testing_support::RecordingSink> sink = std::make_shared<testing_support::RecordingSink>();
     std::shared_ptr<FakePurgeableSpace> purgeable = std::make_shared<FakePurgeableSpace>();
     std::shared_ptr<FakePhotoService> photos = std::make_shared<FakePhotoService>();
     std::shared_ptr<Host> host = std::make_shared<Host>();
@@ -401,7 +327,7 @@ TEST_F(DeleterTest, PhotosAreDeletedThroughThePhotoService) {
     EXPECT_EQ(host->calls, (std::vector<std::string>{"deleted P1.jpg", "progress 0.50", "deleted P2.jpg",
                                                      "progress 1.00", "completed"}));
     EXPECT_EQ(photos->deletions, std::vector<size_t>{2});
-    EXPECT_EQ(sink->events(), (std::vector<std::string>{"49", "50 num=2 stat=true tm=<date>"}));
+    EXPECT_EQ(sink->described(), (std::vector<std::string>{"49", "50 num=2 stat=true tm=<date>"}));
     EXPECT_FALSE(deleter->isDeletingPhotos());
 }
 
@@ -418,7 +344,7 @@ TEST_F(DeleterTest, ARefusalForWantOfAuthorizationIsAskedAndRetried) {
     EXPECT_EQ(host->calls, (std::vector<std::string>{"ask true", "deleted P1.jpg", "progress 0.50", "deleted P2.jpg",
                                                      "progress 1.00", "completed"}));
     EXPECT_EQ(photos->deletions, (std::vector<size_t>{2, 2}));
-    EXPECT_EQ(sink->events(), (std::vector<std::string>{"49", "50 num=2 stat=auth_err tm=<date>", "49",
+    EXPECT_EQ(sink->described(), (std::vector<std::string>{"49", "50 num=2 stat=auth_err tm=<date>", "49",
                                                         "50 num=2 stat=true tm=<date>"}));
 }
 
@@ -432,10 +358,10 @@ TEST_F(DeleterTest, AFinalNoReportsEveryPhotoFailed) {
     ASSERT_TRUE(awaitCompletion());
     EXPECT_EQ(host->calls, (std::vector<std::string>{"ask false", "ask false", "failed P1.jpg 0", "progress 0.50",
                                                      "failed Gone.jpg 0", "progress 1.00", "completed"}));
-    EXPECT_EQ(sink->events()[1], "50 num=2 stat=other_err tm=<date>");
+    EXPECT_EQ(sink->described()[1], "50 num=2 stat=other_err tm=<date>");
 
     // A library that can't be opened, and ids that match nothing.
-    sink = std::make_shared<EventSink>();
+    sink = std::make_shared<testing_support::RecordingSink>();
     platform::AnalyticsSink::setShared(sink);
     host = std::make_shared<Host>();
     auto unknown = make({}, {}, false, {photo("P1")}, dir / "elsewhere");
@@ -446,7 +372,7 @@ TEST_F(DeleterTest, AFinalNoReportsEveryPhotoFailed) {
     auto empty = make({}, {}, false, {photo("P1")}, dir / "lib");
     empty->start();
     ASSERT_TRUE(awaitCompletion());
-    EXPECT_EQ(sink->events(),
+    EXPECT_EQ(sink->described(),
               (std::vector<std::string>{"49", "50 info=load library failed: " + dir / "elsewhere", "49",
                                         "50 info=load library assets count: 1 failed, result is empty"}));
 }
@@ -565,7 +491,7 @@ TEST(DeleterAsUser, Child) {
     platform::dispatch::declareMainThread();
     testing_support::ScopedLayout layout{dir / "root", dir / "home"};
     platform::Layout::shared().setHelperSocketPath(dir / "helper.socket");
-    Core::HelperInstaller::setShared(std::make_shared<StubInstaller>());
+    Core::HelperInstaller::setShared(std::make_shared<helper_testing::StubInstaller>());
     auto host = std::make_shared<Host>();
     auto deleter = Deleter::create({dir / "sealed", dir / "mine/a", dir / "victim", dir / "mine/b"}, {}, std::nullopt,
                                    {"touch '" + (dir / "marker").string() + "'"}, false);

@@ -22,6 +22,7 @@ using Core::DiskFileTreeNode;
 using Core::DiskUsage;
 using Core::DiskUsageFolderType;
 using Core::DiskUsageNodeType;
+using testing_support::allocated;
 using testing_support::Flag;
 using testing_support::pumpMainLoopUntil;
 using testing_support::ScopedLayout;
@@ -71,11 +72,6 @@ protected:
         EXPECT_EQ(node->fileType(), DiskUsageNodeType::folder(DiskUsageFolderType::bundle)) << name;
         EXPECT_EQ(node->size(), size) << name;
         EXPECT_EQ(node->children(), nullptr) << name;
-    }
-    static int64_t allocated(const std::string& path) {
-        struct stat st {};
-        EXPECT_EQ(::lstat(path.c_str(), &st), 0);
-        return int64_t(st.st_blocks) * 512;
     }
 
     std::shared_ptr<FakeIndex> index = std::make_shared<FakeIndex>();

@@ -4,6 +4,7 @@
 #include "Core/foundation/FileFinderContext.h"
 #include "Core/rules/RuleManager.h"
 #include "platform/Dispatch.h"
+#include "support/Await.h"
 #include "support/MacTreeBuilder.h"
 
 #include <gtest/gtest.h>
@@ -317,10 +318,11 @@ TEST(FileFinderTest, SizingFromTwoThreadsMeasuresEachFileOnce) {
     std::vector<AppFileInfo> infos;
     for (const auto& h : hits) infos.push_back({h.info, AppFileKind::Case::cache, App::app("x")});
     std::vector<AppFile> first, second;
-    std::thread a([&] { first = s.finder->makeAppFiles(infos); });
-    std::thread b([&] { second = s.finder->makeAppFiles(infos); });
-    a.join();
-    b.join();
+    testing_support::finishWithin([&] {
+        std::thread a([&] { first = s.finder->makeAppFiles(infos); });
+        second = s.finder->makeAppFiles(infos);
+        a.join();
+    }, "sizing from two threads");
     EXPECT_EQ(counter.calls, 40);
     for (size_t i = 0; i < infos.size(); ++i) {
         EXPECT_EQ(first[i].size(), 5000);
@@ -343,8 +345,7 @@ TEST(FileFinderTest, AFailedMeasurementLeavesTheFileMeasurableAgain) {
     SizeCounter counter;
     // Before the guard this waited forever on the semaphore the throw left taken.
     std::vector<AppFile> files;
-    std::thread measure([&] { files = s.finder->makeAppFiles(infos); });
-    measure.join();
+    testing_support::finishWithin([&] { files = s.finder->makeAppFiles(infos); }, "the sizing after a failed one");
     ASSERT_EQ(files.size(), 1u);
     EXPECT_EQ(files[0].size(), 5000);
 }

@@ -5,6 +5,8 @@
 #include "platform/Analytics.h"
 #include "platform/Dispatch.h"
 #include "platform/Clock.h"
+#include "support/RecordingSink.h"
+#include "support/ScopedSimulatedClock.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -21,50 +23,6 @@ using testing_support::TempDir;
 namespace {
 
 constexpr std::chrono::seconds kPatience{30};
-
-// Time moves only when a test moves it.
-struct SimulatedTime {
-    SimulatedTime() { platform::setClockForTesting(&clock); }
-    ~SimulatedTime() { platform::setClockForTesting(nullptr); }
-    platform::SimulatedClock clock;
-};
-
-class EventSink final : public platform::AnalyticsSink {
-public:
-    void event(int code, const std::map<std::string, std::string>& info) override {
-        std::lock_guard lock(_mutex);
-        _events.push_back(std::to_string(code) + " " + info.begin()->second);
-    }
-    void line(const std::string&) override {}
-    std::vector<std::string> events() {
-        std::lock_guard lock(_mutex);
-        return _events;
-    }
-
-private:
-    std::mutex _mutex;
-    std::vector<std::string> _events;
-};
-
-// An installer whose tool is always up to date, unless told otherwise.
-class StubInstaller final : public Core::HelperInstaller {
-public:
-    std::optional<std::string> bundledToolPath() const override { return "/app/tool"; }
-    std::optional<std::string> toolVersion(const std::string& path) const override {
-        return path == "/app/tool" ? applicationVersion : std::string("2.0");
-    }
-    int createAuthorization(bool& hasReference) override {
-        hasReference = true;
-        return 0;
-    }
-    bool bless(const std::string&, std::string& error) override {
-        ++blessCount;
-        error = "refused";
-        return false;
-    }
-    std::string applicationVersion = "2.0";
-    int blessCount = 0;
-};
 
 class Recorder final : public Core::OMHelperDelegate {
 public:
@@ -109,7 +67,7 @@ protected:
     void advancePast(double seconds) {
         std::atomic<bool> marker{false};
         mainQueue()->asyncAfter(std::chrono::duration<double>(seconds), [&] { marker = true; });
-        time.clock.advance(platform::toClockDuration(std::chrono::duration<double>(seconds)));
+        time->advance(platform::toClockDuration(std::chrono::duration<double>(seconds)));
         ASSERT_TRUE(runMainLoopUntil([&] { return marker.load(); }, kPatience));
     }
     // The answer to `test` has come once a later reply has.
@@ -124,10 +82,10 @@ protected:
 
     TempDir dir;
     testing_support::ScopedLayout layout{dir / "root", dir / "home"};
-    SimulatedTime time;
+    testing_support::ScopedSimulatedClock time;
     std::string socketPath = dir / "helper.socket";
-    std::shared_ptr<StubInstaller> installer = std::make_shared<StubInstaller>();
-    std::shared_ptr<EventSink> sink = std::make_shared<EventSink>();
+    std::shared_ptr<helper_testing::StubInstaller> installer = std::make_shared<helper_testing::StubInstaller>();
+    std::shared_ptr<testing_support::RecordingSink> sink = std::make_shared<testing_support::RecordingSink>();
     helper_testing::ToolSettings settings;
 };
 
@@ -145,7 +103,7 @@ TEST_F(HelperConnectionTest, AnAnsweringToolStaysOpenAndForwardsItsCallbacks) {
     awaitAnswer(connection);
     advancePast(3.0);
     EXPECT_EQ(errors, 0);
-    EXPECT_TRUE(sink->events().empty());
+    EXPECT_TRUE(sink->described().empty());
     ASSERT_NE(connection->helper(), nullptr);
 
     testing_support::writeFile(dir / "victim", "v");
@@ -174,7 +132,7 @@ TEST_F(HelperConnectionTest, AToolThatNeverAnswersIsGivenUpAfterThreeSeconds) {
     EXPECT_TRUE(helperPresentInHandler.empty());
     advancePast(0.2);
     EXPECT_EQ(helperPresentInHandler, std::vector<bool>{false});  // cleaned up before the handler
-    EXPECT_EQ(sink->events(), std::vector<std::string>{"111 helper not responding"});
+    EXPECT_EQ(sink->described(), std::vector<std::string>{"111 info=helper not responding"});
     EXPECT_TRUE(connection->connect(true));
     connection->close();
 }
@@ -190,7 +148,7 @@ TEST_F(HelperConnectionTest, AToolThatGoesAwayClosesTheConnection) {
     ASSERT_TRUE(runMainLoopUntil([&] { return !helperPresentInHandler.empty(); }, kPatience));
     EXPECT_EQ(helperPresentInHandler, std::vector<bool>{true});  // the handler before the clean-up
     EXPECT_EQ(connection->helper(), nullptr);
-    EXPECT_EQ(sink->events(), std::vector<std::string>{"111 helper exit or crashed"});
+    EXPECT_EQ(sink->described(), std::vector<std::string>{"111 info=helper exit or crashed"});
 
     // No tool at all: the same path, from the failed connect.
     int errors = 0;
@@ -206,6 +164,6 @@ TEST_F(HelperConnectionTest, ANeededInstallIsOnlyTriedWhenRequired) {
     EXPECT_EQ(installer->blessCount, 0);
     EXPECT_FALSE(connection->connect(true));
     EXPECT_EQ(installer->blessCount, 1);
-    EXPECT_EQ(sink->events(), std::vector<std::string>{"65 Bless failed: refused"});
+    EXPECT_EQ(sink->described(), std::vector<std::string>{"65 error=Bless failed: refused status=failed"});
     EXPECT_EQ(connection->helper(), nullptr);
 }

@@ -5,6 +5,7 @@
 #include "Core/helper/internal/ToolInfo.h"
 #include "HelperProcess.h"
 #include "platform/Analytics.h"
+#include "support/RecordingSink.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -28,19 +29,6 @@ std::string infoPlist(const std::string& version) {
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
            "<key>CFBundleVersion</key><string>" + version + "</string></dict></plist>\n";
 }
-
-class RecordingSink final : public platform::AnalyticsSink {
-public:
-    void event(int code, const std::map<std::string, std::string>& info) override {
-        std::lock_guard lock(_mutex);
-        events.emplace_back(code, info);
-    }
-    void line(const std::string&) override {}
-    std::vector<std::pair<int, std::map<std::string, std::string>>> events;
-
-private:
-    std::mutex _mutex;
-};
 
 class FakeInstaller final : public Core::HelperInstaller {
 public:
@@ -89,7 +77,7 @@ protected:
     TempDir dir;
     testing_support::ScopedLayout layout{dir / "root", dir / "home"};
     std::shared_ptr<FakeInstaller> installer = std::make_shared<FakeInstaller>();
-    std::shared_ptr<RecordingSink> sink = std::make_shared<RecordingSink>();
+    std::shared_ptr<testing_support::RecordingSink> sink = std::make_shared<testing_support::RecordingSink>();
 };
 
 }  // namespace
@@ -145,28 +133,28 @@ TEST_F(HelperInstallTest, InstallingReportsAuthorizationAndBlessOutcomes) {
     installer->authorizationStatus = -60005;
     EXPECT_FALSE(HelperConnection::installPrivilegedHelperTool());
     EXPECT_EQ(logLines, std::vector<std::string>{"[SMJBS]: Authorization failed with status code -60005"});
-    EXPECT_TRUE(sink->events.empty());
+    EXPECT_TRUE(sink->events().empty());
     EXPECT_TRUE(installer->blessedLabel.empty());
 
     installer->authorizationStatus = 0;
     installer->giveReference = false;
     EXPECT_FALSE(HelperConnection::installPrivilegedHelperTool());
-    EXPECT_TRUE(sink->events.empty());
+    EXPECT_TRUE(sink->events().empty());
 
     installer->giveReference = true;
     installer->allowInstall = false;
     EXPECT_FALSE(HelperConnection::installPrivilegedHelperTool());
-    ASSERT_EQ(sink->events.size(), 1u);
-    EXPECT_EQ(sink->events[0].first, 65);
-    EXPECT_EQ(sink->events[0].second, (std::map<std::string, std::string>{
+    ASSERT_EQ(sink->events().size(), 1u);
+    EXPECT_EQ(sink->events()[0].first, 65);
+    EXPECT_EQ(sink->events()[0].second, (std::map<std::string, std::string>{
                                           {"status", "failed"},
                                           {"error", "Bless failed: The operation couldn't be completed (denied)"}}));
 
     installer->allowInstall = true;
     EXPECT_TRUE(HelperConnection::installPrivilegedHelperTool());
     EXPECT_EQ(installer->blessedLabel, "com.oxmerl.MerlSweeper.PrivilegedHelperTool");
-    ASSERT_EQ(sink->events.size(), 2u);
-    EXPECT_EQ(sink->events[1].second, (std::map<std::string, std::string>{{"status", "ok"}}));
+    ASSERT_EQ(sink->events().size(), 2u);
+    EXPECT_EQ(sink->events()[1].second, (std::map<std::string, std::string>{{"status", "ok"}}));
     EXPECT_FALSE(HelperConnection::isNeedInstallHelper());
 }
 

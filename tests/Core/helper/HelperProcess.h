@@ -3,11 +3,13 @@
 // tool (a real process on a real socket), and a raw wire client that
 // collects what the tool sends.
 
+#include "Core/helper/HelperInstaller.h"
 #include "Core/helper/HelperMessage.h"
 #include "Core/helper/internal/FramedSocket.h"
 
 #include <sys/types.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
@@ -88,6 +90,30 @@ void writeTool(const std::string& path, const std::string& section);
 // writable by nobody else: only then may the tool name it as a client, so
 // tests that name this test program skip elsewhere.
 bool onlyRootMayReplace(const std::string& path);
+
+// An installer whose bundled tool ("/app/tool") is `applicationVersion` and
+// whose installed one "2.0": up to date unless a test raises the former.
+// Authorization is granted and every install refused; both are counted.
+class StubInstaller final : public Core::HelperInstaller {
+public:
+    std::optional<std::string> bundledToolPath() const override { return "/app/tool"; }
+    std::optional<std::string> toolVersion(const std::string& path) const override {
+        ++versionReads;
+        return path == "/app/tool" ? applicationVersion : std::string("2.0");
+    }
+    int createAuthorization(bool& hasReference) override {
+        hasReference = true;
+        return 0;
+    }
+    bool bless(const std::string&, std::string& error) override {
+        ++blessCount;
+        error = "refused";
+        return false;
+    }
+    std::string applicationVersion = "2.0";
+    mutable std::atomic<int> versionReads{0};
+    std::atomic<int> blessCount{0};
+};
 
 // True once the last message has `kind`.
 bool lastIs(const std::vector<Core::HelperMessage>& messages, Core::HelperMessageKind kind);

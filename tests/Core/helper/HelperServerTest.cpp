@@ -12,6 +12,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <stdexcept>
 #include <thread>
@@ -133,4 +134,32 @@ TEST_F(HelperServerTest, ACallTooLargeToSendIsReportedToTheCaller) {
     testing_support::Flag answered;
     proxy->test([&] { answered.set(); });
     EXPECT_TRUE(answered.await());
+}
+
+// Beyond 64 queued deletions a client's next one is refused at once. The
+// paused loop may already have taken the first, so 64 or 65 are accepted.
+TEST_F(HelperServerTest, AClientQueuesNoMoreThan64Deletions) {
+    start();
+    WireClient client(options.socketPath);
+    client.send(HelperMessage::call(K::pauseDeleting));
+    constexpr int kSent = 70;
+    for (int i = 0; i < kSent; ++i) {
+        testing_support::writeFile(dir / ("f" + std::to_string(i)), "x");
+        HelperMessage deletion = HelperMessage::call(K::deleteAtPaths);
+        deletion.paths = {dir / ("f" + std::to_string(i))};
+        client.send(deletion);
+    }
+    ASSERT_TRUE(answers(client, 1));
+    auto completions = [](const std::vector<HelperMessage>& messages) {
+        return std::count_if(messages.begin(), messages.end(),
+                             [](const HelperMessage& m) { return m.kind == K::deletionCompleted; });
+    };
+    auto refused = completions(client.received());
+    EXPECT_GE(refused, kSent - 65);
+    EXPECT_LE(refused, kSent - 64);
+    EXPECT_TRUE(std::filesystem::exists(dir / ("f" + std::to_string(kSent - 1)))) << "the last was refused";
+
+    client.send(HelperMessage::call(K::resumeDeleting));
+    ASSERT_TRUE(client.waitFor([&](auto& m) { return completions(m) == kSent; }));
+    EXPECT_FALSE(std::filesystem::exists(dir / "f63"));
 }

@@ -84,6 +84,9 @@ protected:
     testing_support::TempDir dir;
 };
 
+// A picture is known by its type, read from its name, and only while it
+// exists; a File keeps the type it read. One table of types answers for
+// files and for the image service.
 TEST_F(ImageFilesTest, ImagesAreKnownByTypeAndOnlyWhenTheyExist) {
     std::string jpeg = writeJpeg("a.jpg", std::vector<uint8_t>(64, 9), 8, 8);
     EXPECT_TRUE(dff::isImage(jpeg.c_str()));
@@ -93,23 +96,19 @@ TEST_F(ImageFilesTest, ImagesAreKnownByTypeAndOnlyWhenTheyExist) {
     EXPECT_FALSE(dff::isImage(write("jpg", "no extension").c_str()));
     EXPECT_FALSE(dff::isImage((dir / "missing.jpg").c_str()));
     EXPECT_FALSE(dff::isImage(nullptr));
-}
 
-TEST_F(ImageFilesTest, OneTypeTableAnswersForFilesAndTheImageService) {
-    const auto& decodable = platform::ImageService::shared().decodableTypeIdentifiers();
-    const auto& listed = platform::imageTypeIdentifiers();
-    EXPECT_EQ(std::set<std::string>(listed.begin(), listed.end()),
-              std::set<std::string>(decodable.begin(), decodable.end()));
-    // Known types that are no pictures are never image formats.
-    EXPECT_FALSE(platform::imageTypeIdentifierForExtension("csv"));
-    EXPECT_EQ(platform::imageTypeIdentifierForExtension("AVIF"), "public.avif");
-
-    // A File keeps the type it read: it stays an image after the file is gone.
-    dff::File file(dff::Path(writeJpeg("kept.jpg", std::vector<uint8_t>(64, 9), 8, 8)), 0, nullptr);
+    dff::File file(dff::Path(jpeg), 0, nullptr);
     EXPECT_TRUE(dff::isImage(file));
     ASSERT_EQ(std::remove(file.path.cStr()), 0);
     EXPECT_TRUE(dff::isImage(file));
     EXPECT_FALSE(dff::isImage(file.path.cStr()));
+
+    const auto& decodable = platform::ImageService::shared().decodableTypeIdentifiers();
+    const auto& listed = platform::imageTypeIdentifiers();
+    EXPECT_EQ(std::set<std::string>(listed.begin(), listed.end()),
+              std::set<std::string>(decodable.begin(), decodable.end()));
+    EXPECT_FALSE(platform::imageTypeIdentifierForExtension("csv"));
+    EXPECT_EQ(platform::imageTypeIdentifierForExtension("AVIF"), "public.avif");
 }
 
 TEST_F(ImageFilesTest, AnyPictureBecomesExactly18By16GrayBytes) {
@@ -180,11 +179,6 @@ TEST_F(ImageFilesTest, HashOfAFileMatchesItsBitmapAndCarriesTheDate) {
     ASSERT_TRUE(gray);
     EXPECT_TRUE(h == dff::hashValue(gray->data(), 18, 16));
     EXPECT_EQ(h.date, "1683356889.000000");
-    // A falling gradient: nearly every counted comparison is "brighter".
-    EXPECT_GE(h.dHash.count(), size_t(15 * 17));
-    // Brighter than the mean: the left part of each row.
-    EXPECT_TRUE(h.aHash.test(0));
-    EXPECT_FALSE(h.aHash.test(17));
 }
 
 TEST_F(ImageFilesTest, DatesPresentAbsentAndUnreadable) {
