@@ -1,4 +1,4 @@
-#include "dff/exif/EXIFInfo.h"
+#include "platform/ExifInfo.h"
 
 #include "support/ExifBuilder.h"
 #include "support/TempDir.h"
