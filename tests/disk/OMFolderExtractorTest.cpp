@@ -209,28 +209,6 @@ TEST(BulkEntryRulesTest, AHugeTmpfsFolderIsListedAsOneFile) {
     fs::remove_all(root);
 }
 
-TEST(FolderElementTest, KindsFromTheStatRecord) {
-    TempDir dir;
-    writeFileOfSize(dir / "f", 3000);
-    struct stat st {};
-    ASSERT_EQ(Core::getFileInfo(dir.str().c_str(), &st), 0);
-    OMFolderElement folder(st, dir.str());
-    EXPECT_TRUE(folder.isFolder());
-    EXPECT_EQ(folder.size(), 0u);
-    ASSERT_EQ(Core::getFileInfo((dir / "f").c_str(), &st), 0);
-    OMFolderElement file(st, dir / "f");
-    EXPECT_FALSE(file.isFolder());
-    EXPECT_EQ(file.size(), static_cast<uint64_t>(st.st_blocks) << 9);
-    EXPECT_NE(Core::getFileInfo((dir / "none").c_str(), &st), 0);
-
-    EXPECT_TRUE(Core::isSpecialFile(S_IFIFO) && Core::isSpecialFile(S_IFCHR) && Core::isSpecialFile(S_IFBLK) &&
-                Core::isSpecialFile(S_IFSOCK));
-    EXPECT_FALSE(Core::isSpecialFile(S_IFREG) || Core::isSpecialFile(S_IFDIR) || Core::isSpecialFile(S_IFLNK));
-    EXPECT_TRUE(Core::isSymbolicLink(S_IFLNK | 0777));
-    EXPECT_TRUE(Core::isFolder(S_IFDIR | 0755));
-    EXPECT_FALSE(Core::isFolder(S_IFLNK));
-}
-
 namespace {
 
 // du's total over the regular files below `root`, each link counted.
