@@ -40,10 +40,8 @@ protected:
     }
     // Path (with " > " and the login item for login items) -> the item's JSON.
     std::map<std::string, json> listed() {
-        SweeperRun run = sweeper("--json startup");
-        EXPECT_EQ(run.status, 0) << run.err;
         std::map<std::string, json> items;
-        const json doc = json::parse(run.out);
+        const json doc = parsedOutput(sweeper("--json startup"));
         for (const auto& item : doc["items"]) {
             std::string key = item["path"];
             if (item["type"] == "appLoginItem") key += " > " + (item["loginItem"].is_null() ? "session" : std::string(item["loginItem"]));
@@ -73,14 +71,12 @@ TEST_F(StartupCommandTest, ListsEveryItemWithTypeLabelAndState) {
 }
 
 TEST_F(StartupCommandTest, SwitchesPropertyListsLoginItemBundlesAndApplications) {
-    SweeperRun run = sweeper("--json startup disable '" + agent + "'");
-    ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(json::parse(run.out), (json{{"changed", true}}));
+    EXPECT_EQ(parsedOutput(sweeper("--json startup disable '" + agent + "'")), (json{{"changed", true}}));
     EXPECT_EQ(json::parse(sweeper("--json startup disable '" + agent + "'").out), (json{{"changed", false}}));
 
     EXPECT_EQ(json::parse(sweeper("--json startup enable '" + helper + "/'").out), (json{{"changed", true}}));
 
-    run = sweeper("startup enable '" + notes + "'");
+    SweeperRun run = sweeper("startup enable '" + notes + "'");
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.out, "enabled: " + notes + "\n");
 
