@@ -5,7 +5,6 @@
 #include <memory>
 
 using Core::DiskFileTreeNode;
-using Core::DiskUsageFileType;
 using Core::DiskUsageFolderType;
 using Core::DiskUsageNodeType;
 using Core::OMFolderElement;
@@ -114,18 +113,6 @@ TEST(DiskFileTreeNodeTest, RemovingAStrangerChangesNoChildButSumsAnew) {
     t.f1->setSize(1);
     t.a->remove(std::make_shared<Other>());
     EXPECT_EQ(t.a->size(), 1050);  // not even summed anew
-}
-
-TEST(DiskFileTreeNodeTest, KindsComeFromTheElement) {
-    auto link = DiskFileTreeNode::make(OMFolderElement(OMFolderElement::Kind::symbolicLink, "/l", 8));
-    auto fifo = DiskFileTreeNode::make(OMFolderElement(OMFolderElement::Kind::specialFile, "/p", 0));
-    auto dir = DiskFileTreeNode::make(OMFolderElement(OMFolderElement::Kind::folder, "/d", 0));
-    EXPECT_EQ(link->fileType(), DiskUsageNodeType::file(DiskUsageFileType::symbolic));
-    EXPECT_EQ(link->size(), 8);
-    EXPECT_EQ(fifo->fileType(), DiskUsageNodeType::file(DiskUsageFileType::special));
-    EXPECT_EQ(dir->fileType(), DiskUsageNodeType::folder(DiskUsageFolderType::browsable));
-    EXPECT_TRUE(dir->isFolder());
-    EXPECT_FALSE(link->isFolder());
 }
 
 TEST(DiskFileTreeNodeTest, AVeryDeepChainIsSummedWithoutRecursion) {

@@ -97,10 +97,8 @@ TEST_F(SystemFiguresTest, MemoryStatisticsAndTheSharedFormula) {
     auto memory = GetMemoryInfo();
     ASSERT_TRUE(memory);
     EXPECT_EQ(memory->totalSize, uint64_t{8000000} * 1024);
+    // The formula itself is checked on figures of its own below.
     EXPECT_EQ(memory->freeSize, GetFreeMemory(&*stats, memory->totalSize, pageSize));
-    uint64_t used = stats->active_count + stats->inactive_count + stats->wire_count + stats->compressor_page_count -
-                    stats->external_page_count;
-    EXPECT_EQ(memory->freeSize, memory->totalSize - pageSize * used);
 
     // The total stays cached once read.
     writeFile(dir / "proc/meminfo", "MemTotal: 16 kB\n");

@@ -23,21 +23,18 @@ class FakeLaunchTools {
 public:
     explicit FakeLaunchTools(std::string root, std::string uid = "501") : _root(std::move(root)) {
         writeTool("/usr/bin/id", "echo \"id $*\" >> '" + callsPath() + "'\necho " + uid + "\n");
+        writeLaunchctl();
         setSystemVersion("14.2.1");
         setDisabledOutput("");
     }
 
     // What "launchctl print-disabled" prints from now on.
     void setDisabledOutput(const std::string& text) { writeFile(disabledPath(), text); }
-    std::string disabledOutput() const { return readFile(disabledPath()); }
 
-    // "ProductVersion" of the root's SystemVersion.plist; the fake launchctl
-    // records changes with the word pair of that version.
+    // "ProductVersion" of the root's SystemVersion.plist.
     void setSystemVersion(const std::string& productVersion) {
         platform::PlistValue plist(platform::PlistValue::Dictionary{{"ProductVersion", productVersion}});
         writeFile(_root + "/System/Library/CoreServices/SystemVersion.plist", platform::toXmlPropertyList(plist));
-        const bool modern = std::stoi(productVersion) >= 13;
-        writeLaunchctl(modern ? "enabled" : "false", modern ? "disabled" : "true");
     }
 
     void removeLaunchctl() { std::remove((_root + "/bin/launchctl").c_str()); }
@@ -61,13 +58,14 @@ private:
         ::chmod(path.c_str(), 0755);
     }
 
-    void writeLaunchctl(const std::string& enabledWord, const std::string& disabledWord) {
+    // Changes are recorded with the word pair of current systems.
+    void writeLaunchctl() {
         writeTool("/bin/launchctl",
                   "echo \"launchctl $*\" >> '" + callsPath() + "'\n"
                   "case \"$1\" in\n"
                   "  print-disabled) cat '" + disabledPath() + "' ;;\n"
-                  "  enable) printf '\\t\"%s\" => " + enabledWord + "\\n' \"${2#user/*/}\" >> '" + disabledPath() + "' ;;\n"
-                  "  disable) printf '\\t\"%s\" => " + disabledWord + "\\n' \"${2#user/*/}\" >> '" + disabledPath() + "' ;;\n"
+                  "  enable) printf '\\t\"%s\" => enabled\\n' \"${2#user/*/}\" >> '" + disabledPath() + "' ;;\n"
+                  "  disable) printf '\\t\"%s\" => disabled\\n' \"${2#user/*/}\" >> '" + disabledPath() + "' ;;\n"
                   "esac\n");
     }
 

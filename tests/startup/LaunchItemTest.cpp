@@ -88,17 +88,6 @@ TEST_F(LaunchItemTest, ChangesRunLaunchctlForTheUserAndRefresh) {
     EXPECT_TRUE(unlisted.isAutoStartEnabled());
 }
 
-TEST_F(LaunchItemTest, OlderSystemsUseTheTrueFalsePair) {
-    tools.setSystemVersion("12.6");
-    tools.setDisabledOutput("\t\"com.example.old\" => false\n");
-    refreshStatus();
-    const LaunchItem item = agentItem(launchPlist(userAgents(), "o.plist", "com.example.old"));
-    EXPECT_TRUE(item.isAutoStartEnabled());
-    EXPECT_TRUE(item.setAutoStartEnabled(false));
-    EXPECT_FALSE(item.isAutoStartEnabled());
-    EXPECT_NE(tools.disabledOutput().find("\"com.example.old\" => true"), std::string::npos);
-}
-
 TEST_F(LaunchItemTest, WithoutLaunchctlChangesReturnFalseAndSayWhy) {
     tools.setDisabledOutput("\t\"com.example.on\" => enabled\n");
     refreshStatus();

@@ -37,4 +37,11 @@ SweeperRun runSweeper(const std::string& arguments, const std::string& workingDi
     return run;
 }
 
+nlohmann::json parsedOutput(const SweeperRun& run) {
+    EXPECT_EQ(run.status, 0) << run.err;
+    nlohmann::json doc = nlohmann::json::parse(run.out, nullptr, false);
+    EXPECT_FALSE(doc.is_discarded()) << run.out;
+    return doc.is_discarded() ? nlohmann::json::object() : doc;
+}
+
 }  // namespace testing_support

@@ -5,6 +5,7 @@
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <string>
 
@@ -25,6 +26,9 @@ std::string sweeperPath();
 // given ("LAUNCHER SWEEPER ARGUMENTS", e.g. a wrapper that sets up a mount).
 SweeperRun runSweeper(const std::string& arguments, const std::string& workingDirectory = "",
                       const std::string& launcher = "");
+// The document a --json run printed; fails the test (and gives an empty
+// object) unless the run exited 0 and printed JSON.
+nlohmann::json parsedOutput(const SweeperRun& run);
 
 // The fixture of the commands' tests: skipped where the console host is not
 // built, with a temporary folder of its own.

@@ -13,6 +13,7 @@
 namespace {
 
 using nlohmann::json;
+using testing_support::parsedOutput;
 
 class AppCommandsTest : public testing::Test {
 protected:
@@ -38,12 +39,10 @@ protected:
 };
 
 TEST_F(AppCommandsTest, AppsListsBundlesAndFoldedHelpers) {
-    auto run = sweeper("apps");
-    ASSERT_EQ(run.status, 0) << run.err;
-    const json out = json::parse(run.out);
+    const json out = parsedOutput(sweeper("apps"));
     std::map<std::string, json> apps;
     for (const auto& app : out.at("apps")) apps[app.at("id").get<std::string>()] = app;
-    ASSERT_EQ(apps.size(), 2u) << run.out;
+    ASSERT_EQ(apps.size(), 2u) << out;
     EXPECT_EQ(apps["com.example.Notes"].at("bundles"), json({tree.root() + "/Applications/Notes.app"}));
     EXPECT_EQ(apps["com.example.Notes"].at("subApps"), json({"com.example.Notes.Helper"}));
     EXPECT_EQ(apps["com.acme.Paint"].at("bundles"), json({tree.root() + "/Volumes/Disk/Paint.app"}));
@@ -68,18 +67,15 @@ TEST_F(AppCommandsTest, AppFilesFindsIdsWithoutRegardToCaseAndNamesUnknownOnes) 
 }
 
 TEST_F(AppCommandsTest, LeftoversListsRemovedApplicationsAndTheirFiles) {
-    auto run = sweeper("leftovers --files --exclude-id net.kept.Tool");
-    ASSERT_EQ(run.status, 0) << run.err;
-    auto out = json::parse(run.out);
+    auto out = parsedOutput(sweeper("leftovers --files --exclude-id net.kept.Tool"));
     EXPECT_EQ(out.at("ids"), json({"org.gone.Tool"}));
     std::set<std::string> paths;
     for (const auto& file : out.at("files").at("org.gone.Tool")) paths.insert(file.at("path"));
     EXPECT_EQ(paths, (std::set<std::string>{tree.library("Caches/org.gone.Tool"),
                                             tree.library("Preferences/org.gone.Tool.plist")}));
 
-    run = sweeper("leftovers");
-    ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(json::parse(run.out), json({{"ids", {"org.gone.Tool", "net.kept.Tool"}}, {"files", json::object()}}));
+    EXPECT_EQ(parsedOutput(sweeper("leftovers")),
+              json({{"ids", {"org.gone.Tool", "net.kept.Tool"}}, {"files", json::object()}}));
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 namespace {
 
 using nlohmann::json;
+using testing_support::parsedOutput;
 using testing_support::BundleContents;
 using testing_support::writeBundle;
 
@@ -20,11 +21,10 @@ using BundleCommandTest = testing_support::SweeperTest;
 TEST_F(BundleCommandTest, ApplicationWithHelper) {
     writeBundle(dir / "Notes.app", BundleContents("com.example.Notes").named("Notes"));
     writeBundle(dir / "Notes.app/Contents/Library/LoginItems/Helper.app", BundleContents("com.example.Notes.helper"));
-    auto run = testing_support::runSweeper("--json bundle Notes.app", dir.str());
-    ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(json::parse(run.out), json({{"bundleID", "com.example.Notes"},
-                                          {"bundleIDs", {"com.example.Notes", "com.example.Notes.helper"}},
-                                          {"bundleNames", {"Notes", "Helper.app"}}}));
+    EXPECT_EQ(parsedOutput(testing_support::runSweeper("--json bundle Notes.app", dir.str())),
+              json({{"bundleID", "com.example.Notes"},
+                    {"bundleIDs", {"com.example.Notes", "com.example.Notes.helper"}},
+                    {"bundleNames", {"Notes", "Helper.app"}}}));
 }
 
 TEST_F(BundleCommandTest, NoApplication) {

@@ -90,10 +90,8 @@ TEST_F(DupesCommandTest, ExclusionsMinimumSizeAndHiddenFoldersNarrowTheSearch) {
     EXPECT_EQ(relative(dupes("--exclude '" + (dir / "skip") + "/' --exclude-ext log --exclude-ext .txt", dir.str())
                            ["duplicates"]),
               (Groups{{"big1.dat", "big2.dat"}}));
-    EXPECT_EQ(relative(dupes("--min-size 5", dir.str())["duplicates"]),
-              (Groups{{"a.log", "b.log"}, {"big1.dat", "big2.dat", "skip/big3.dat"}}));
-    EXPECT_EQ(relative(dupes("--min-size 101", dir.str())["duplicates"]), Groups{});
-    EXPECT_EQ(relative(dupes("--hidden --exclude-ext log --exclude-ext txt", dir.str())["duplicates"]),
+    // Where the size limit falls is the walk's (tested with it).
+    EXPECT_EQ(relative(dupes("--min-size 5 --hidden --exclude-ext log", dir.str())["duplicates"]),
               (Groups{{".cache/big4.dat", "big1.dat", "big2.dat", "skip/big3.dat"}}));
 }
 

@@ -14,10 +14,7 @@
 namespace {
 
 using testing_support::ExifBuilder;
-
-using Outcome = testing_support::SweeperRun;
-
-Outcome sweeper(const std::string& arguments) { return testing_support::runSweeper(arguments); }
+using testing_support::runSweeper;
 
 using ExifCommandTest = testing_support::SweeperTest;
 
@@ -29,9 +26,7 @@ TEST_F(ExifCommandTest, JsonHasTheCodeAndTheNamedFields) {
         .longs(ExifBuilder::Ifd::zero, 34853, {99999});
     testing_support::writeFile(dir / "a.jpg", testing_support::jpegWith(b.segment()));
 
-    Outcome run = sweeper("--json exif " + (dir / "a.jpg"));
-    ASSERT_EQ(run.status, 0);
-    nlohmann::json doc = nlohmann::json::parse(run.out);
+    nlohmann::json doc = testing_support::parsedOutput(runSweeper("--json exif " + (dir / "a.jpg")));
     EXPECT_EQ(doc["code"], 1985);
     const auto& f = doc["fields"];
     EXPECT_EQ(f["ByteAlign"], false);
@@ -45,16 +40,16 @@ TEST_F(ExifCommandTest, JsonHasTheCodeAndTheNamedFields) {
 
 TEST_F(ExifCommandTest, TextModeAndFailures) {
     testing_support::writeFile(dir / "b.jpg", testing_support::jpegWith(testing_support::cameraExif(true).segment()));
-    Outcome text = sweeper("exif " + (dir / "b.jpg"));
+    auto text = runSweeper("exif " + (dir / "b.jpg"));
     EXPECT_EQ(text.status, 0);
     EXPECT_EQ(text.out.rfind("code: 0 (success)\n", 0), 0u) << text.out;
     EXPECT_NE(text.out.find("\nModel: Model 7\n"), std::string::npos);
     EXPECT_NE(text.out.find("\n    direction: N\n"), std::string::npos);
 
-    EXPECT_EQ(sweeper("exif " + (dir / "missing.jpg")).status, 1);
-    Outcome none = sweeper("--json exif " + (dir / "missing.jpg"));
+    EXPECT_EQ(runSweeper("exif " + (dir / "missing.jpg")).status, 1);
+    auto none = runSweeper("--json exif " + (dir / "missing.jpg"));
     EXPECT_EQ(none.out, "");  // nothing but JSON on stdout, and no JSON for a failure
-    EXPECT_EQ(sweeper("exif").status, 2);
+    EXPECT_EQ(runSweeper("exif").status, 2);
 }
 
 }  // namespace

@@ -15,9 +15,9 @@ namespace {
 
 using testing_support::runSweeper;
 
-TEST(ImageHashCommand, JsonHasBothHashesAndErrorsPerFile) {
-    if (!testing_support::sweeperBuilt()) GTEST_SKIP() << "sweeper is not built here";
-    testing_support::TempDir dir;
+using ImageHashCommand = testing_support::SweeperTest;
+
+TEST_F(ImageHashCommand, JsonHasBothHashesAndErrorsPerFile) {
     // Flat gray gives no bits; a falling gradient sets nearly all of dHash.
     testing_support::writeFile(dir / "flat.jpg", testing_support::encodeJpeg(std::vector<uint8_t>(36 * 32, 90), 36, 32, 1));
     testing_support::ExifBuilder exif;

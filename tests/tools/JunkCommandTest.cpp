@@ -13,6 +13,7 @@
 namespace {
 
 using nlohmann::json;
+using testing_support::parsedOutput;
 
 class JunkCommandTest : public testing::Test {
 protected:
@@ -27,10 +28,8 @@ protected:
         testing_support::writeFileOfSize(tree.root() + "/private/var/log/system.log", 700);
     }
     json junk(const std::string& arguments) {
-        auto run = testing_support::runSweeper("--json --root '" + tree.root() + "' --home '" + tree.home() +
-                                               "' junk " + arguments);
-        EXPECT_EQ(run.status, 0) << run.err;
-        return json::parse(run.out);
+        return parsedOutput(testing_support::runSweeper(
+            "--json --root '" + tree.root() + "' --home '" + tree.home() + "' junk " + arguments));
     }
     static std::set<std::string> paths(const json& files) {
         std::set<std::string> out;
@@ -79,8 +78,9 @@ TEST_F(JunkCommandTest, SwitchedOffCategoriesAreEmptyLists) {
     EXPECT_EQ(browsers.at("appJunk"), json::array());
 }
 
-TEST(JunkCommandUsageTest, UnknownSwitchIsAUsageError) {
-    if (!testing_support::sweeperBuilt()) GTEST_SKIP() << "sweeper is not built here";
+using JunkCommandUsageTest = testing_support::SweeperTest;
+
+TEST_F(JunkCommandUsageTest, UnknownSwitchIsAUsageError) {
     EXPECT_EQ(testing_support::runSweeper("junk --no-such-thing").status, 2);
 }
 

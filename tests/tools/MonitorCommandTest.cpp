@@ -10,13 +10,12 @@
 namespace {
 
 using nlohmann::json;
+using testing_support::parsedOutput;
 
 using MonitorCommandTest = testing_support::SweeperTest;
 
 TEST_F(MonitorCommandTest, OneReadingOfEveryFigure) {
-    auto run = testing_support::runSweeper("--json monitor --interval 0.05");
-    ASSERT_EQ(run.status, 0) << run.err;
-    auto d = json::parse(run.out);
+    auto d = parsedOutput(testing_support::runSweeper("--json monitor --interval 0.05"));
     ASSERT_TRUE(d.at("cpu").is_array());
     ASSERT_EQ(d.at("cpuLoad").size(), d.at("cpu").size());
     for (const auto& share : d.at("cpuLoad")) {

@@ -22,9 +22,7 @@ TEST_F(PhotosCommandTest, JsonListsPhotosInReadingOrder) {
                       {.uuid = "C-3", .directory = "C", .filename = "cloud-only.jpg"}};
     writeNewLibrary(lib, content);
 
-    SweeperRun run = runSweeper("--json photos '" + lib + "/'");
-    ASSERT_EQ(run.status, 0);
-    auto doc = nlohmann::json::parse(run.out);
+    auto doc = parsedOutput(runSweeper("--json photos '" + lib + "/'"));
     ASSERT_EQ(doc["photos"].size(), 2u);
     EXPECT_EQ(doc["photos"][0], (nlohmann::json{{"id", "A-1"}, {"path", lib + "/originals/A/a.jpg"}, {"size", 10}}));
     EXPECT_EQ(doc["photos"][1]["id"], "B-2");
@@ -41,9 +39,8 @@ TEST_F(PhotosCommandTest, RelativePathsBecomeAbsoluteAndTextListsEachPhoto) {
     EXPECT_NE(run.out.find(dir / "Old.photoslibrary/Masters/2020/x.jpg"), std::string::npos);
     EXPECT_NE(run.out.find("1 photos"), std::string::npos);
 
-    run = runSweeper("--json photos Old.photoslibrary", dir.str());
-    ASSERT_EQ(run.status, 0);
-    EXPECT_EQ(nlohmann::json::parse(run.out)["photos"][0]["path"], dir / "Old.photoslibrary/Masters/2020/x.jpg");
+    EXPECT_EQ(parsedOutput(runSweeper("--json photos Old.photoslibrary", dir.str()))["photos"][0]["path"],
+              dir / "Old.photoslibrary/Masters/2020/x.jpg");
 }
 
 TEST_F(PhotosCommandTest, MissingDatabaseFailsWithExitOne) {

@@ -11,6 +11,7 @@
 namespace {
 
 using nlohmann::json;
+using testing_support::parsedOutput;
 
 class SmcCommandTest : public testing::Test {
 protected:
@@ -40,9 +41,8 @@ protected:
 };
 
 TEST_F(SmcCommandTest, KeysAndValuesThroughTheClass) {
-    auto keys = sweeper("smc keys --table '" + table + "'");
-    ASSERT_EQ(keys.status, 0) << keys.err;
-    EXPECT_EQ(json::parse(keys.out), (json{{"keys", {"#KEY", "FNum", "F0Ac", "TC0P", "RPlt"}}}));
+    EXPECT_EQ(parsedOutput(sweeper("smc keys --table '" + table + "'")),
+              (json{{"keys", {"#KEY", "FNum", "F0Ac", "TC0P", "RPlt"}}}));
 
     auto read = sweeper("smc read --table '" + table + "' TC0P RPlt NOPE TC0P");
     ASSERT_EQ(read.status, 0) << read.err;
@@ -54,18 +54,16 @@ TEST_F(SmcCommandTest, KeysAndValuesThroughTheClass) {
     EXPECT_EQ(values[3], values[0]);
     // The library's messages go to standard error.
     EXPECT_NE(read.err.find("Error read(NOPE): "), std::string::npos);
-    EXPECT_NE(read.err.find("unsupported data type sp78 for key: TC0P"), std::string::npos);
 }
 
 TEST_F(SmcCommandTest, BadTablesAndKeysAreRefused) {
-    for (const std::string& bad : {std::string("[{\"key\": \"TC0P\""), std::string("[{\"key\": \"TC0\", \"type\": \"sp78\", \"bytes\": \"\"}]"),
-                                   std::string("[{\"key\": \"TC0P\", \"type\": \"sp78\", \"bytes\": \"abc\"}]")}) {
-        std::string path = write("bad.json", bad);
-        auto run = sweeper("smc keys --table '" + path + "'");
-        EXPECT_EQ(run.status, 1) << bad;
-        EXPECT_NE(run.err.find(path), std::string::npos) << run.err;
-        EXPECT_TRUE(run.out.empty());
-    }
+    // Which tables are bad is the reader's to say (tested with it); the
+    // command names the file and stops.
+    std::string path = write("bad.json", "[{\"key\": \"TC0P\"");
+    auto run = sweeper("smc keys --table '" + path + "'");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find(path), std::string::npos) << run.err;
+    EXPECT_TRUE(run.out.empty());
     EXPECT_EQ(sweeper("sensors --table '" + (dir / "missing.json") + "'").status, 1);
     EXPECT_EQ(sweeper("smc read --table '" + table + "' TC0P TC0").status, 2);
     EXPECT_EQ(sweeper("smc plain --table '" + table + "' 'TC0P '").status, 2);
@@ -75,13 +73,12 @@ TEST_F(SmcCommandTest, BadTablesAndKeysAreRefused) {
 TEST_F(SmcCommandTest, SensorsFromATableAndHidServices) {
     std::string hid = write("hid.json", R"([{"product": "PMU tdie1", "temperature": 48.5},
         {"product": "pACC MTR Temp Sensor0", "temperature": 61.0}, {"temperature": 99}, {"product": "NAND"}])");
-    auto run = sweeper("sensors --table '" + table + "' --hid '" + hid + "'");
-    ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(json::parse(run.out), (json{{"fans", {{{"actualSpeed", 2150.5}, {"minimumSpeed", -1.0}, {"maximumSpeed", -1.0}}}},
-                                          {"cpuTemperature", 50.25},
-                                          {"universalCpuTemperature", 50.25},
-                                          {"siliconTemperatures", {{"PMU tdie1", 48.5}, {"pACC MTR Temp Sensor0", 61.0}}},
-                                          {"siliconCpuTemperature", 61.0}}));
+    EXPECT_EQ(parsedOutput(sweeper("sensors --table '" + table + "' --hid '" + hid + "'")),
+              (json{{"fans", {{{"actualSpeed", 2150.5}, {"minimumSpeed", -1.0}, {"maximumSpeed", -1.0}}}},
+                    {"cpuTemperature", 50.25},
+                    {"universalCpuTemperature", 50.25},
+                    {"siliconTemperatures", {{"PMU tdie1", 48.5}, {"pACC MTR Temp Sensor0", 61.0}}},
+                    {"siliconCpuTemperature", 61.0}}));
     EXPECT_EQ(sweeper("sensors --hid '" + write("bad-hid.json", "[{\"product\": 3}]") + "'").status, 1);
 }
 

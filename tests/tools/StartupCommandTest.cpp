@@ -1,10 +1,6 @@
 // Runs "sweeper startup" on a tree with fake launchd tools.
-#include "startup/FakeLaunchTools.h"
-#include "support/MacTreeBuilder.h"
+#include "startup/StartupFixture.h"
 #include "support/Sweeper.h"
-
-#include "platform/LoginItemsList.h"
-#include "platform/PropertyList.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -16,34 +12,25 @@ namespace {
 using namespace testing_support;
 using nlohmann::json;
 
-class StartupCommandTest : public testing::Test {
+class StartupCommandTest : public StartupTest {
 protected:
     void SetUp() override {
         if (!sweeperBuilt()) GTEST_SKIP() << "sweeper is not built here";
         tools.setDisabledOutput("disabled services = {\n\t\"com.vendor.agent\" => enabled\n"
                                 "\t\"com.example.Notes.helper\" => disabled\n}\n");
-        agent = plist(tree.root() + "/Library/LaunchAgents/com.vendor.agent.plist", "com.vendor.agent");
-        own = plist(tree.root() + "/Library/LaunchDaemons/com.oxmerl.MerlSweeper.PrivilegedHelperTool.plist",
-                    "com.oxmerl.MerlSweeper.PrivilegedHelperTool");
-        tree.app("Notes", "com.example.Notes");
-        notes = tree.root() + "/Applications/Notes.app";
-        tree.app("NotesHelper", "com.example.Notes.helper", "/Applications/Notes.app/Contents/Library/LoginItems");
-        helper = notes + "/Contents/Library/LoginItems/NotesHelper.app";
-    }
-
-    static std::string plist(const std::string& path, const std::string& label) {
-        writeFile(path, platform::toXmlPropertyList(platform::PlistValue(platform::PlistValue::Dictionary{{"Label", label}})));
-        return path;
+        agent = launchPlist(globalAgents(), "com.vendor.agent.plist", "com.vendor.agent");
+        own = launchPlist(globalDaemons(), "com.oxmerl.MerlSweeper.PrivilegedHelperTool.plist",
+                          "com.oxmerl.MerlSweeper.PrivilegedHelperTool");
+        notes = app("Notes", "com.example.Notes");
+        helper = loginItem(notes, "NotesHelper", "com.example.Notes.helper");
     }
     SweeperRun sweeper(const std::string& args) {
         return runSweeper("--root '" + tree.root() + "' --home '" + tree.home() + "' " + args);
     }
     // Path (with " > " and the login item for login items) -> the item's JSON.
     std::map<std::string, json> listed() {
-        SweeperRun run = sweeper("--json startup");
-        EXPECT_EQ(run.status, 0) << run.err;
         std::map<std::string, json> items;
-        const json doc = json::parse(run.out);
+        const json doc = parsedOutput(sweeper("--json startup"));
         for (const auto& item : doc["items"]) {
             std::string key = item["path"];
             if (item["type"] == "appLoginItem") key += " > " + (item["loginItem"].is_null() ? "session" : std::string(item["loginItem"]));
@@ -52,8 +39,6 @@ protected:
         return items;
     }
 
-    MacTreeBuilder tree;
-    FakeLaunchTools tools{tree.root()};
     std::string agent, own, notes, helper;
 };
 
@@ -73,14 +58,12 @@ TEST_F(StartupCommandTest, ListsEveryItemWithTypeLabelAndState) {
 }
 
 TEST_F(StartupCommandTest, SwitchesPropertyListsLoginItemBundlesAndApplications) {
-    SweeperRun run = sweeper("--json startup disable '" + agent + "'");
-    ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(json::parse(run.out), (json{{"changed", true}}));
+    EXPECT_EQ(parsedOutput(sweeper("--json startup disable '" + agent + "'")), (json{{"changed", true}}));
     EXPECT_EQ(json::parse(sweeper("--json startup disable '" + agent + "'").out), (json{{"changed", false}}));
 
     EXPECT_EQ(json::parse(sweeper("--json startup enable '" + helper + "/'").out), (json{{"changed", true}}));
 
-    run = sweeper("startup enable '" + notes + "'");
+    SweeperRun run = sweeper("startup enable '" + notes + "'");
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.out, "enabled: " + notes + "\n");
 

@@ -8,19 +8,17 @@
 namespace {
 
 using nlohmann::json;
+using testing_support::parsedOutput;
 
 using VendorCommandTest = testing_support::SweeperTest;
 
 TEST_F(VendorCommandTest, ShippedDocuments) {
-    auto run = testing_support::runSweeper("--json vendor com.microsoft.Word");
-    ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(json::parse(run.out), json({{"id", "com.microsoft.Word"},
-                                          {"vendor", "Microsoft"},
-                                          {"group", "Microsoft Office"},
-                                          {"organization", "microsoft"}}));
-    run = testing_support::runSweeper("vendor localtool");
-    ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(json::parse(run.out),
+    EXPECT_EQ(parsedOutput(testing_support::runSweeper("--json vendor com.microsoft.Word")),
+              json({{"id", "com.microsoft.Word"},
+                    {"vendor", "Microsoft"},
+                    {"group", "Microsoft Office"},
+                    {"organization", "microsoft"}}));
+    EXPECT_EQ(parsedOutput(testing_support::runSweeper("vendor localtool")),
               json({{"id", "localtool"}, {"vendor", "Other"}, {"group", nullptr}, {"organization", nullptr}}));
 }
 

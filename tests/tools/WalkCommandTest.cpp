@@ -27,9 +27,7 @@ com.a: {caches: {cache: ["Lib/Caches/com.a"]}}
 };
 
 TEST_F(WalkCommandTest, OneWalkPerIdentifierOnOneCache) {
-    auto run = walk("com.b com.a");
-    ASSERT_EQ(run.status, 0) << run.out;
-    auto hits = nlohmann::json::parse(run.out).at("hits");
+    auto hits = testing_support::parsedOutput(walk("com.b com.a")).at("hits");
     ASSERT_EQ(hits.size(), 3u);
     // com.b's walk: only the base leaf is wanted, yet com.a's folder stays
     // claimed by its own rule.
@@ -46,9 +44,7 @@ TEST_F(WalkCommandTest, OneWalkPerIdentifierOnOneCache) {
 }
 
 TEST_F(WalkCommandTest, AllWantsEveryMatcherAndUsageIsChecked) {
-    auto run = walk("--all");
-    ASSERT_EQ(run.status, 0);
-    auto hits = nlohmann::json::parse(run.out).at("hits");
+    auto hits = testing_support::parsedOutput(walk("--all")).at("hits");
     ASSERT_EQ(hits.size(), 2u);
     for (const auto& hit : hits) EXPECT_EQ(hit.at("query"), "*");
 

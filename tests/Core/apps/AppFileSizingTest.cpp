@@ -36,16 +36,4 @@ TEST(AppFileSizingTest, BundlesTakeTheIndexSizeUnlessItIsMissingOrBelowTwo) {
     }
 }
 
-TEST(AppFileSizingTest, AFileSharedByTwoListsIsMeasuredOnce) {
-    testing_support::TempDir temp;
-    testing_support::writeFileOfSize(temp / "cache/a", 300);
-    auto info = std::make_shared<FileInfo>(platform::URL::fileURL(temp / "cache"), 40);
-    const AppFileInfo entry{info, AppFileKind::Case::cache, App::app("com.example.Notes")};
-    const int64_t first = sizeAppFiles({entry}).at(0).size();
-    EXPECT_GE(first, 300);
-    testing_support::writeFileOfSize(temp / "cache/b", 70000);
-    EXPECT_EQ(sizeAppFiles({entry, entry}).at(1).size(), first);
-    EXPECT_EQ(info->size, first);
-}
-
 }  // namespace

@@ -81,18 +81,6 @@ protected:
     std::optional<std::string> org(std::string_view id) { return list.organizationName(id); }
 };
 
-TEST_F(PublicSuffixListTest, TreeHoldsWildcardsAsLabelsAndExceptionsAsExcludes) {
-    const auto& ck = *list.publicSuffixRules().at("ck");
-    EXPECT_FALSE(ck.isThis);
-    ASSERT_TRUE(ck.next);
-    EXPECT_TRUE(ck.next->at("*")->isThis);
-    EXPECT_FALSE(ck.next->contains("www"));
-    ASSERT_TRUE(ck.exclude);
-    EXPECT_TRUE(ck.exclude->contains("www"));
-    EXPECT_FALSE(list.publicSuffixRules().contains("//"));
-    EXPECT_FALSE(list.publicSuffixRules().at("jp")->next->at("co")->next) << "no deeper rule, no map";
-}
-
 TEST_F(PublicSuffixListTest, OrganizationNames) {
     EXPECT_EQ(org("com.apple.Safari"), "apple");
     EXPECT_EQ(org("Com.Apple.Safari"), "Apple") << "the id's spelling is kept";

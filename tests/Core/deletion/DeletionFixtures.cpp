@@ -1,6 +1,7 @@
 #include "DeletionFixtures.h"
 
 #include "Core/deletion/FileTools.h"
+#include "support/Await.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -8,10 +9,6 @@
 namespace fs = std::filesystem;
 
 namespace deletion_testing {
-
-namespace {
-constexpr auto kPatience = std::chrono::seconds(30);
-}
 
 SentinelTree::SentinelTree(const fs::path& root) : base(root), victim(root / "victim"), outside(root / "outside") {
     testing_support::writeFile(victim / "a.txt", "a");
@@ -91,7 +88,7 @@ int RecordingFileDelegate::completions() {
 
 bool RecordingFileDelegate::awaitCompleted() {
     std::unique_lock lock(_mutex);
-    return _changed.wait_for(lock, kPatience, [&] { return _completions > 0; });
+    return _changed.wait_for(lock, testing_support::kPatience, [&] { return _completions > 0; });
 }
 
 }  // namespace deletion_testing

@@ -8,11 +8,9 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <filesystem>
 #include <future>
 #include <map>
@@ -171,20 +169,6 @@ TEST_F(DiskUsageTest, TheStandInIndexSizesThePackagesTheWalkMeets) {
     EXPECT_EQ(hollow->fileType(), DiskUsageNodeType::folder(DiskUsageFolderType::browsable));
     EXPECT_NE(child(*hollow, "Contents"), nullptr);
     EXPECT_EQ(tree->size(), fullSize + allocated(dir / "Apps/Plain/exe"));
-}
-
-TEST_F(DiskUsageTest, OtherVolumesAreLeftOut) {
-    TempDir dir;
-    fs::create_directories(dir / "mnt");
-    writeFileOfSize(dir / "here", 4096);
-    if (::mount("none", (dir / "mnt").c_str(), "tmpfs", 0, "size=1m") != 0)
-        GTEST_SKIP() << "cannot mount a tmpfs here (" << std::strerror(errno) << ")";
-    writeFileOfSize(dir / "mnt/there", 100000);
-    auto tree = scanToEnd(dir.str());
-    ::umount((dir / "mnt").c_str());
-    ASSERT_NE(tree, nullptr);
-    EXPECT_EQ(child(*tree, "mnt"), nullptr);
-    EXPECT_EQ(tree->size(), allocated(dir / "here"));
 }
 
 TEST_F(DiskUsageTest, AFileIsOneNodeAndMissingOrEmptyPathsGiveNoNode) {

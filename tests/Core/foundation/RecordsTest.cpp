@@ -18,15 +18,12 @@ TEST(CaseInsensitiveStringTest, OneKeyKeepsTheFirstSpelling) {
     set.insert("com.apple.safari");
     ASSERT_EQ(set.size(), 1u);
     EXPECT_EQ(set.begin()->origin(), "Com.Apple.Safari");
-    EXPECT_EQ(set.begin()->description(), "Com.Apple.Safari");
 
     std::unordered_map<CaseInsensitiveString, int> table;
     table["ÄPFEL.App"] = 1;
     table["äpfel.app"] += 1;
     EXPECT_EQ(table.size(), 1u);
     EXPECT_EQ(table.begin()->second, 2);
-    EXPECT_EQ(CaseInsensitiveString("ÄPFEL").hashValue(), CaseInsensitiveString("äpfel").hashValue());
-    EXPECT_EQ(CaseInsensitiveString("MiXed").hashValue(), CaseInsensitiveString("mixed").hashValue());
 }
 
 TEST(CaseInsensitiveStringTest, OrderFollowsTheCompare) {

@@ -5,6 +5,7 @@
 #include "platform/Analytics.h"
 #include "platform/Dispatch.h"
 #include "platform/Clock.h"
+#include "support/MainLoopPump.h"
 #include "support/RecordingSink.h"
 #include "support/ScopedSimulatedClock.h"
 #include "support/TempDir.h"
@@ -17,12 +18,10 @@
 namespace fs = std::filesystem;
 using Core::HelperConnection;
 using platform::dispatch::mainQueue;
-using platform::dispatch::runMainLoopUntil;
+using testing_support::pumpMainLoopUntil;
 using testing_support::TempDir;
 
 namespace {
-
-constexpr std::chrono::seconds kPatience{30};
 
 class Recorder final : public Core::OMHelperDelegate {
 public:
@@ -68,7 +67,7 @@ protected:
         std::atomic<bool> marker{false};
         mainQueue()->asyncAfter(std::chrono::duration<double>(seconds), [&] { marker = true; });
         time->advance(platform::toClockDuration(std::chrono::duration<double>(seconds)));
-        ASSERT_TRUE(runMainLoopUntil([&] { return marker.load(); }, kPatience));
+        ASSERT_TRUE(pumpMainLoopUntil([&] { return marker.load(); }));
     }
     // The answer to `test` has come once a later reply has.
     void awaitAnswer(const std::shared_ptr<HelperConnection>& connection) {
@@ -77,7 +76,7 @@ protected:
             answered = true;
             platform::dispatch::wakeMainLoop();
         });
-        ASSERT_TRUE(runMainLoopUntil([&] { return answered.load(); }, kPatience));
+        ASSERT_TRUE(pumpMainLoopUntil([&] { return answered.load(); }));
     }
 
     TempDir dir;
@@ -108,7 +107,7 @@ TEST_F(HelperConnectionTest, AnAnsweringToolStaysOpenAndForwardsItsCallbacks) {
 
     testing_support::writeFile(dir / "victim", "v");
     connection->helper()->deleteAtPaths({dir / "victim"}, {"true"});
-    ASSERT_TRUE(runMainLoopUntil([&] { return recorder->calls().size() == 4; }, kPatience));
+    ASSERT_TRUE(pumpMainLoopUntil([&] { return recorder->calls().size() == 4; }));
     EXPECT_EQ(recorder->calls(), (std::vector<std::string>{"deleting victim", "deleted victim ok", "script", "completed"}));
 
     connection->close();
@@ -145,7 +144,7 @@ TEST_F(HelperConnectionTest, AToolThatGoesAwayClosesTheConnection) {
     ASSERT_TRUE(connection->connect(true));
     awaitAnswer(connection);
     tool.kill();
-    ASSERT_TRUE(runMainLoopUntil([&] { return !helperPresentInHandler.empty(); }, kPatience));
+    ASSERT_TRUE(pumpMainLoopUntil([&] { return !helperPresentInHandler.empty(); }));
     EXPECT_EQ(helperPresentInHandler, std::vector<bool>{true});  // the handler before the clean-up
     EXPECT_EQ(connection->helper(), nullptr);
     EXPECT_EQ(sink->described(), std::vector<std::string>{"111 info=helper exit or crashed"});
@@ -154,7 +153,7 @@ TEST_F(HelperConnectionTest, AToolThatGoesAwayClosesTheConnection) {
     int errors = 0;
     connection->setErrorHandler([&] { ++errors; });
     ASSERT_TRUE(connection->connect(true));
-    ASSERT_TRUE(runMainLoopUntil([&] { return errors == 1; }, kPatience));
+    ASSERT_TRUE(pumpMainLoopUntil([&] { return errors == 1; }));
 }
 
 TEST_F(HelperConnectionTest, ANeededInstallIsOnlyTriedWhenRequired) {

@@ -1,6 +1,5 @@
 #include "Core/helper/HelperConnection.h"
 #include "Core/helper/HelperInstaller.h"
-#include "Core/helper/LinuxHelperInstaller.h"
 #include "Core/helper/internal/NumericCompare.h"
 #include "Core/helper/internal/ToolInfo.h"
 #include "HelperProcess.h"
@@ -10,12 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include <signal.h>
-#include <unistd.h>
-
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 
 namespace fs = std::filesystem;
 using Core::HelperConnection;
@@ -156,29 +150,4 @@ TEST_F(HelperInstallTest, InstallingReportsAuthorizationAndBlessOutcomes) {
     ASSERT_EQ(sink->events().size(), 2u);
     EXPECT_EQ(sink->events()[1].second, (std::map<std::string, std::string>{{"status", "ok"}}));
     EXPECT_FALSE(HelperConnection::isNeedInstallHelper());
-}
-
-TEST(LinuxHelperInstallerTest, InstallsAndStartsTheBuiltTool) {
-    std::string built = std::string(CORE_BINARY_DIR) + "/tools/core-helper";
-    if (::access(built.c_str(), X_OK) != 0) GTEST_SKIP() << "core-helper isn't built in this configuration";
-    TempDir dir;
-    testing_support::ScopedLayout layout(dir / "root", dir / "home");
-    platform::Layout::shared().setHelperSocketPath(dir / "helper.socket");
-    Core::LinuxHelperInstaller installer;
-    installer.setBundledToolPath(built);
-    EXPECT_EQ(installer.toolVersion(built), "1.1.0");
-    std::string error;
-    ASSERT_TRUE(installer.bless(Core::kHelperToolLabel, error)) << error;
-    EXPECT_EQ(installer.toolVersion(installer.installedToolPath()), "1.1.0");
-
-    helper_testing::WireClient client(dir / "helper.socket");
-    client.send(Core::HelperMessage::call(Core::HelperMessageKind::test, 1));
-    EXPECT_TRUE(client.waitFor([](auto& m) { return !m.empty(); }));
-
-    std::ifstream pidFile(dir / "helper.socket.pid");
-    pid_t pid = 0;
-    ASSERT_TRUE(pidFile >> pid);
-    ::kill(pid, SIGTERM);
-    EXPECT_TRUE(client.waitForClose());
-    platform::Layout::shared().setHelperSocketPath("");
 }

@@ -188,21 +188,6 @@ TEST(JunkFileFinderTest, DiskImagesBelowTheHomeOnlyAndNotExcluded) {
     EXPECT_EQ(s.recorder->calls, (std::vector<std::string>{"willScanDiskImages", "diskImages", "finish"}));
 }
 
-TEST(JunkFileFinderTest, RealIndexFindsImagesByTheirTrailer) {
-    JunkScene s;
-    std::string trailer = "koly" + std::string(508, '\0');
-    s.tree.file("Downloads/real.dmg", std::string(1000, 'd') + trailer);
-    s.tree.file("Downloads/renamed.iso", std::string(24, 'd') + trailer);
-    s.tree.file("Downloads/fake.dmg", std::string(2000, 'f'));
-    ASSERT_TRUE(s.run({false, false, true, false, false, false, false, false, false}));
-    ASSERT_EQ(s.recorder->diskImages.size(), 1u);
-    auto images = s.recorder->diskImages[0];
-    EXPECT_EQ(JunkRecorder::relative(images, s.tree.home()),
-              (std::vector<std::string>{"/Downloads/real.dmg", "/Downloads/renamed.iso"}));
-    for (const auto& image : images)
-        EXPECT_EQ(image.size(), image.url().lastPathComponent() == "real.dmg" ? 1512 : 536);
-}
-
 TEST(JunkFileFinderTest, AFinderReleasedDuringItsRunReportsNothingMore) {
     JunkScene s;
     s.write("/Library/Caches/A/data");

@@ -101,14 +101,6 @@ TEST(MatcherContextOrder, PriorityThenRanksThenShorterPathsName) {
     EXPECT_FALSE(before("Lib/Logs/bar", 40, "Lib/Caches/foo", 40));
 }
 
-TEST(AppFileRule, ExactNameAheadOfIdLeafOfLowerPriority) {
-    Forest f(R"(
-com.foo: {caches: {cache: ["Lib/Caches/com.foo"]}}
-"*": {caches: {cache: ["Lib/Caches/**"]}}
-)");
-    EXPECT_EQ(shape(f.list("/h/Library", {"Caches"})), (Shape{"leaf:com.foo@40", "leaf:**@10"}));
-}
-
 TEST(AppFileRule, IdLeafOfHigherPriorityDropsTheExactName) {
     Forest f(R"(
 com.foo: {caches: {cache: ["Lib/Caches/com.foo"]}}

@@ -166,14 +166,4 @@ TEST(ShippedResources, RuleDocumentDecipheresAndBuilds) {
     platform::Layout layout;
     RuleManager manager(doc, layout, path);
     EXPECT_EQ(manager.extraInfo("com.google.Chrome").organization, CaseInsensitiveString("Google"));
-
-    for (const char* name : {"app_vender.yaml", "app_group.yaml"}) {
-        std::string file = std::string(CORE_TEST_RESOURCES_DIR) + "/" + name;
-        auto groups = decodeGroupDocument(readResourceFile(file), file);
-        EXPECT_GE(groups.size(), 10u) << name;
-        for (const auto& g : groups) EXPECT_TRUE(g.name && g.ids) << name;
-    }
-    auto scripts = decipherResourceText(readResourceFile(std::string(CORE_TEST_RESOURCES_DIR) + "/scripts.txt"));
-    ASSERT_TRUE(scripts);
-    EXPECT_NE(scripts->find("<app id="), std::string::npos);
 }

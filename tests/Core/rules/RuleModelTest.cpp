@@ -136,7 +136,6 @@ TEST(PathMatcher, DropsWhatIsNotAPath) {
 TEST(PathMatcher, PrefixReplacesTheDefaultPriority) {
     TestLayout t;
     EXPECT_EQ(PathMatcher::parse("10:Lib/Caches/foo", 90, t.layout)->priority, 10);
-    EXPECT_EQ(PathMatcher::parse("5:Lib/Caches/foo", 41, t.layout)->priority, 5);
     EXPECT_EQ(PathMatcher::parse("007:/Library", 41, t.layout)->priority, 7);
     auto plain = PathMatcher::parse("Lib/Logs/*notes-.*\\.log", 41, t.layout);
     EXPECT_EQ(plain->priority, 41);
