@@ -1,5 +1,6 @@
 #include "platform/Regex.h"
 
+#include "platform/Strings.h"
 #include "platform/internal/IcuLibrary.h"
 
 #include <unicode/utf16.h>
@@ -27,25 +28,6 @@ struct Regex::Impl {
 };
 
 namespace {
-
-// The text as UTF-16, each ill-formed sequence read as U+FFFD.
-void toUTF16(std::string_view text, std::u16string& out) {
-    out.clear();
-    const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
-    const auto length = static_cast<int32_t>(text.size());
-    int32_t i = 0;
-    while (i < length) {
-        UChar32 c;
-        U8_NEXT(bytes, i, length, c);
-        if (c < 0) c = 0xFFFD;
-        if (U16_LENGTH(c) == 1) {
-            out.push_back(static_cast<char16_t>(c));
-        } else {
-            out.push_back(static_cast<char16_t>(U16_LEAD(c)));
-            out.push_back(static_cast<char16_t>(U16_TRAIL(c)));
-        }
-    }
-}
 
 // One matcher per pattern per thread: a matcher is not thread-safe, and
 // making one per match would cost more than the match. The entry keeps the

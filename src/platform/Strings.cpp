@@ -3,6 +3,7 @@
 #include "platform/internal/IcuLibrary.h"
 
 #include <unicode/uchar.h>
+#include <unicode/utf16.h>
 #include <unicode/utf8.h>
 
 #include <algorithm>
@@ -19,17 +20,6 @@ bool isASCII(std::string_view s) {
 char asciiLower(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c + 32) : c; }
 
 using internal::IcuLibrary;
-
-std::u16string toUTF16(const IcuLibrary& icu, std::string_view s) {
-    std::u16string out(s.size() + 1, u'\0');
-    int32_t length = 0;
-    UErrorCode status = U_ZERO_ERROR;
-    icu.u_strFromUTF8WithSub(reinterpret_cast<UChar*>(out.data()), static_cast<int32_t>(out.size()), &length, s.data(),
-                         static_cast<int32_t>(s.size()), 0xFFFD, nullptr, &status);
-    if (U_FAILURE(status)) return {};
-    out.resize(static_cast<size_t>(length));
-    return out;
-}
 
 std::string toUTF8(const IcuLibrary& icu, const std::u16string& s) {
     std::string out(s.size() * 3 + 1, '\0');
@@ -56,8 +46,9 @@ int caseInsensitiveCompare(std::string_view a, std::string_view b) {
     }
     const IcuLibrary* icu = internal::sharedIcuLibrary();
     if (icu == nullptr) return a.compare(b) < 0 ? -1 : (a == b ? 0 : 1);
-    std::u16string ua = toUTF16(*icu, a);
-    std::u16string ub = toUTF16(*icu, b);
+    std::u16string ua, ub;
+    toUTF16(a, ua);
+    toUTF16(b, ub);
     UErrorCode status = U_ZERO_ERROR;
     int32_t r = icu->u_strCaseCompare(reinterpret_cast<const UChar*>(ua.data()), static_cast<int32_t>(ua.size()),
                                  reinterpret_cast<const UChar*>(ub.data()), static_cast<int32_t>(ub.size()),
@@ -74,7 +65,8 @@ std::string lowercase(std::string_view text) {
     }
     const IcuLibrary* icu = internal::sharedIcuLibrary();
     if (icu == nullptr) return std::string(text);
-    std::u16string u = toUTF16(*icu, text);
+    std::u16string u;
+    toUTF16(text, u);
     std::u16string out(u.size() * 2 + 1, u'\0');
     for (int attempt = 0; attempt < 2; ++attempt) {
         UErrorCode status = U_ZERO_ERROR;
@@ -90,6 +82,24 @@ std::string lowercase(std::string_view text) {
         return toUTF8(*icu, out);
     }
     return std::string(text);
+}
+
+void toUTF16(std::string_view text, std::u16string& out) {
+    out.clear();
+    const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
+    const auto length = static_cast<int32_t>(text.size());
+    int32_t i = 0;
+    while (i < length) {
+        UChar32 c;
+        U8_NEXT(bytes, i, length, c);
+        if (c < 0) c = 0xFFFD;
+        if (U16_LENGTH(c) == 1) {
+            out.push_back(static_cast<char16_t>(c));
+        } else {
+            out.push_back(static_cast<char16_t>(U16_LEAD(c)));
+            out.push_back(static_cast<char16_t>(U16_TRAIL(c)));
+        }
+    }
 }
 
 bool isValidUTF8(std::string_view text) {

@@ -2,7 +2,7 @@
 // Text helpers with the platform's semantics: case-insensitive comparison
 // (as a string's caseInsensitiveCompare) and lowercasing, through ICU with
 // an ASCII fast path. All functions are pure and thread-safe. Input is
-// UTF-8; ill-formed bytes are compared and lowercased as they stand.
+// UTF-8; each ill-formed sequence is read as U+FFFD.
 
 #include <string>
 #include <string_view>
@@ -15,6 +15,9 @@ namespace platform {
 int caseInsensitiveCompare(std::string_view a, std::string_view b);
 // The lowercased form (root locale).
 std::string lowercase(std::string_view text);
+// `text` as UTF-16 in `out` (what it held is replaced), each ill-formed
+// sequence read as U+FFFD, as the platform's strings read bytes.
+void toUTF16(std::string_view text, std::u16string& out);
 // True when `text` is well-formed UTF-8.
 bool isValidUTF8(std::string_view text);
 // The pieces of `text` between `separator`s, empty ones dropped ("/a//b/"

@@ -2,9 +2,12 @@
 #include "platform/Layout.h"
 #include "platform/Strings.h"
 #include "platform/URL.h"
+#include "platform/internal/RegularFile.h"
 #include "support/TempDir.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <unordered_set>
 
@@ -48,6 +51,24 @@ TEST(StringsTest, SplitDropsEmptyPieces) {
     EXPECT_EQ(platform::splitNonEmpty("x", '/'), (Pieces{"x"}));
     EXPECT_TRUE(platform::splitNonEmpty("//", '/').empty());
     EXPECT_TRUE(platform::splitNonEmpty("", '/').empty());
+}
+
+// Whole files up to the cap, from the start whatever the offset; a file whose
+// size says 0 (as /proc's do) is read to its end all the same.
+TEST(RegularFileTest, ReadsWholeFilesUpToTheCapAndNothingElse) {
+    using platform::internal::readRegularFile;
+    testing_support::TempDir dir;
+    std::string bytes(70000, 'x');
+    testing_support::writeFile(dir / "f", bytes);
+    int fd = ::open((dir / "f").c_str(), O_RDONLY | O_CLOEXEC);
+    ::lseek(fd, 5, SEEK_SET);
+    EXPECT_EQ(readRegularFile(fd, bytes.size()), bytes);
+    EXPECT_EQ(::lseek(fd, 0, SEEK_CUR), 5);
+    EXPECT_FALSE(readRegularFile(fd, bytes.size() - 1));
+    ::close(fd);
+    EXPECT_FALSE(readRegularFile(dir.str(), 1 << 20)) << "a folder";
+    EXPECT_NE(readRegularFile("/proc/self/status", 1 << 20).value_or("").find("Name:"), std::string::npos);
+    EXPECT_FALSE(readRegularFile("/proc/self/status", 10));
 }
 
 TEST(URLTest, ComponentsAndParents) {

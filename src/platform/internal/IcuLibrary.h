@@ -23,7 +23,6 @@ namespace platform::internal {
 
 #define CORE_ICU_FUNCTIONS(X)       \
     X(u_errorName)                  \
-    X(u_strFromUTF8WithSub)         \
     X(u_strToUTF8)                  \
     X(u_strCaseCompare)             \
     X(u_strToLower)                 \

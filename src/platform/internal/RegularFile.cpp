@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 namespace platform::internal {
@@ -20,16 +21,20 @@ std::optional<std::string> readRegularFile(int descriptor, size_t maxSize) {
     struct stat st {};
     if (::fstat(descriptor, &st) != 0 || !S_ISREG(st.st_mode) || static_cast<size_t>(st.st_size) > maxSize)
         return std::nullopt;
-    std::string bytes;
-    // One read more than the size says, to see the end (or growth).
-    bytes.reserve(static_cast<size_t>(st.st_size) + 1);
-    char buffer[65536];
+    // Read straight into the result; room for one byte more than the size
+    // says, so that the read that finds the end (or growth) needs no copy.
+    std::string bytes(static_cast<size_t>(st.st_size) + 1, '\0');
+    size_t got = 0;
     for (;;) {
-        ssize_t n = ::pread(descriptor, buffer, sizeof buffer, static_cast<off_t>(bytes.size()));
-        if (n > 0) {
-            bytes.append(buffer, static_cast<size_t>(n));
+        if (got == bytes.size()) {
             if (bytes.size() > maxSize) return std::nullopt;
+            bytes.resize(std::min(maxSize + 1, bytes.size() * 2));
+        }
+        ssize_t n = ::pread(descriptor, bytes.data() + got, bytes.size() - got, static_cast<off_t>(got));
+        if (n > 0) {
+            got += static_cast<size_t>(n);
         } else if (n == 0) {
+            bytes.resize(got);
             return bytes;
         } else if (errno != EINTR) {
             return std::nullopt;
