@@ -16,7 +16,6 @@ TEST(SharedLibrary, OpensAndLooksUpOrSaysOnceWhyNot) {
     decltype(&::cos) cosine = nullptr;
     ASSERT_TRUE(platform::lookUpFunction(handle, "cos", cosine, math, "arithmetic"));
     EXPECT_DOUBLE_EQ(cosine(0.0), 1.0);
-    EXPECT_TRUE(log.taken().empty());
 
     EXPECT_FALSE(platform::lookUpFunction(handle, "no_such_function", cosine, math, "arithmetic"));
     EXPECT_EQ(platform::openSharedLibrary("libnot-there.so.9", "magic"), nullptr);
