@@ -33,6 +33,22 @@ int daysInMonth(int year, int month) {
     return month == 2 && isLeapYear(year) ? 29 : kDays[month - 1];
 }
 
+// The file's gray picture and date from one open, through its format's own
+// decoder; nothing when it holds no decodable picture. `hadSignature` tells a
+// picture that failed to decode from a file that never held one.
+std::optional<platform::ImageService::GrayPicture> readGrayPicture(const Path& path, int width, int height,
+                                                                  bool& hadSignature) {
+    platform::ReadableFile file(path.cStr());
+    // A name that promises a picture is no reason to hand other bytes to a
+    // decoder: they would only be probed by loader after loader.
+    auto format = file.imageFormat();
+    hadSignature = format.has_value();
+    if (!format) return std::nullopt;
+    auto picture = images().grayPicture(file.fd(), *format, width, height);
+    if (!picture || picture->pixels.size() != size_t(width) * size_t(height)) return std::nullopt;
+    return picture;
+}
+
 std::string formatSeconds(double seconds) {
     char text[64];
     std::snprintf(text, sizeof text, "%f", seconds);
@@ -73,11 +89,10 @@ platform::Image convertToGrayscaleImage(const platform::Image& image, int width,
 }
 
 std::optional<std::vector<uint8_t>> createGrayscaleImage(const Path& path, int width, int height) {
-    platform::Image thumbnail = createImage(platform::URL::fileURL(path.str()), width);
-    if (!thumbnail) return std::nullopt;
-    auto pixels = images().pixels(convertToGrayscaleImage(thumbnail, width, height));
-    if (!pixels || pixels->size() != size_t(width) * size_t(height)) return std::nullopt;
-    return pixels;
+    bool hadSignature = false;
+    auto picture = readGrayPicture(path, width, height, hadSignature);
+    if (!picture) return std::nullopt;
+    return std::move(picture->pixels);
 }
 
 std::string formatExifDate(std::string_view text) {
@@ -115,16 +130,12 @@ std::string getImageCreationDate(const Path& path) {
 ImageHashValue hashImage(const File& file) { return hashImage(file.path); }
 
 ImageHashValue hashImage(const Path& path) {
-    platform::ReadableFile file(path.cStr());
-    // A name that promises a picture is no reason to hand other bytes to a
-    // decoder: they would only be probed by loader after loader.
-    auto format = file.imageFormat();
-    if (!format) throw std::runtime_error("Failed to read image");
-    auto picture = images().grayPicture(file.fd(), *format, kHashWidth, kHashHeight);
-    if (!picture || picture->pixels.size() != size_t(kHashWidth) * size_t(kHashHeight)) {
-        // Said here, where a picture's signature is known to be there: a name
-        // alone promising a picture is no failure worth a line.
-        internal::logFailure("Failed to decode picture", path, 0);
+    bool hadSignature = false;
+    auto picture = readGrayPicture(path, kHashWidth, kHashHeight, hadSignature);
+    if (!picture) {
+        // Said only where a picture's signature was there: a name alone
+        // promising a picture is no failure worth a line.
+        if (hadSignature) internal::logFailure("Failed to decode picture", path, 0);
         throw std::runtime_error("Failed to read image");
     }
     ImageHashValue value = hashValue(picture->pixels.data(), kHashWidth, kHashHeight);

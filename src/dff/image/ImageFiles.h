@@ -55,8 +55,9 @@ platform::Image createThumbnailImage(const char* path, int size);
 platform::Image convertToGrayscaleImage(const platform::Image& image, int width, int height);
 
 // The thumbnail of the file at most `width` on its longer side, made gray
-// and stretched: width*height bytes, row by row. Nothing when the file does
-// not decode.
+// and stretched: width*height bytes, row by row, as the image service's
+// grayPicture gives them (the pixels hashImage hashes). Nothing when the
+// file does not decode.
 std::optional<std::vector<uint8_t>> createGrayscaleImage(const Path& path, int width, int height);
 
 // The time the picture was taken, in seconds since 1970 formatted with "%f";
