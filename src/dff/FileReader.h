@@ -53,7 +53,7 @@ public:
     class ReadBuffers {
     public:
         explicit ReadBuffers(size_t readers = kMaxTogether)
-            : _readers(readers), _bytes(std::make_unique<unsigned char[]>(readers * kChunkSize)) {}
+            : _readers(readers), _bytes(std::make_unique_for_overwrite<unsigned char[]>(readers * kChunkSize)) {}
         size_t readers() const { return _readers; }
         unsigned char* chunk(size_t i) { return _bytes.get() + i * kChunkSize; }
 
