@@ -294,7 +294,7 @@ private:
     std::string _scratch;
 };
 
-std::shared_ptr<Directory> DuplicateFileFinder::scanFiles(const Path& root, Duplicate<long long, File*>& filesBySize,
+std::unique_ptr<Directory> DuplicateFileFinder::scanFiles(const Path& root, Duplicate<long long, File*>& filesBySize,
                                                           Duplicate<long long, Symlink*>& linksBySize,
                                                           Duplicate<long long, Package*>& packagesBySize,
                                                           std::deque<Package*>& unknownSizePackages, int& count) {
@@ -304,7 +304,7 @@ std::shared_ptr<Directory> DuplicateFileFinder::scanFiles(const Path& root, Dupl
     return rootDirectory;
 }
 
-std::shared_ptr<PhotoLibrary> DuplicateFileFinder::scanPhotoLibrary(const Path& path,
+std::unique_ptr<PhotoLibrary> DuplicateFileFinder::scanPhotoLibrary(const Path& path,
                                                                     Duplicate<long long, File*>& filesBySize,
                                                                     Duplicate<long long, Package*>& packagesBySize,
                                                                     std::deque<Package*>& unknownSizePackages,

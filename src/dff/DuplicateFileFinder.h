@@ -121,8 +121,8 @@ public:
     PathCallback onCurrentPath;
 
     // What the searches found, owned until releaseFiles().
-    std::vector<std::shared_ptr<Directory>> directories;
-    std::vector<std::shared_ptr<Package>> libraries;
+    std::vector<std::unique_ptr<Directory>> directories;
+    std::vector<std::unique_ptr<Package>> libraries;
 
     std::atomic<bool> stopped{false};
 
@@ -132,7 +132,7 @@ protected:
     // packages of known size go to their index by size; packages the index
     // knows no size of go to `unknownSizePackages`. Never throws for what
     // it can't read: that is left out and marks its directory.
-    std::shared_ptr<Directory> scanFiles(const Path& root, Duplicate<long long, File*>& filesBySize,
+    std::unique_ptr<Directory> scanFiles(const Path& root, Duplicate<long long, File*>& filesBySize,
                                          Duplicate<long long, Symlink*>& linksBySize,
                                          Duplicate<long long, Package*>& packagesBySize,
                                          std::deque<Package*>& unknownSizePackages, int& count);
@@ -140,7 +140,7 @@ protected:
     // photos as a file. Gives null when the library is known to be smaller
     // than minFileSize. A database that can't be read leaves the library
     // without photos.
-    std::shared_ptr<PhotoLibrary> scanPhotoLibrary(const Path& path, Duplicate<long long, File*>& filesBySize,
+    std::unique_ptr<PhotoLibrary> scanPhotoLibrary(const Path& path, Duplicate<long long, File*>& filesBySize,
                                                    Duplicate<long long, Package*>& packagesBySize,
                                                    std::deque<Package*>& unknownSizePackages, int& count);
 

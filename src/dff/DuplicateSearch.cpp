@@ -515,7 +515,7 @@ void DuplicateFileFinder::findDuplicateDirectories(Directory* root, Duplicate<Ha
         }
         notifyCurrentPath(current->path);
         std::sort(current->children.begin(), current->children.end(),
-                  [](const std::shared_ptr<File>& a, const std::shared_ptr<File>& b) {
+                  [](const std::unique_ptr<File>& a, const std::unique_ptr<File>& b) {
                       int ta = fileTypeId(*a), tb = fileTypeId(*b);
                       if (ta != tb) return ta > tb;
                       if (a->size != b->size) return a->size > b->size;

@@ -9,9 +9,11 @@
 //
 // Photo and PhotoLibrary are in dff/PhotoLibrary.h.
 //
-// Ownership: a Directory owns its children through shared pointers; the
-// finder owns the roots. Every other reference is a plain pointer valid until
-// the finder releases its files. The destructor is virtual: an object may
+// Ownership: a Directory owns its children, the finder owns the roots, each
+// through a unique pointer: a search holds an object for every file, and a
+// shared one would cost a counter block and a wider pointer apiece. Every
+// other reference is a plain pointer valid until the finder releases its
+// files. The destructor is virtual: an object may
 // be deleted through any of its bases.
 //
 // Threading: objects are used by the one thread of a search.
@@ -79,7 +81,7 @@ public:
     Directory(Path path, Container* parent) : Container(std::move(path), 0, parent) {}
     // A vector rather than a deque: a deque takes a 512-byte block even for
     // a folder of one file, and a search holds every folder at once.
-    std::vector<std::shared_ptr<File>> children;
+    std::vector<std::unique_ptr<File>> children;
 };
 
 class Package : public Container {
@@ -87,10 +89,10 @@ public:
     Package(Path path, Container* parent) : Container(std::move(path), 0, parent) {}
 };
 
-// A shared pointer to a new T.
+// A new T, owned by the caller (or by the Directory it is given to).
 template <class T, class... Args>
-std::shared_ptr<T> make(Args&&... args) {
-    return std::make_shared<T>(std::forward<Args>(args)...);
+std::unique_ptr<T> make(Args&&... args) {
+    return std::make_unique<T>(std::forward<Args>(args)...);
 }
 
 // Numbers the run-time classes for the directory digest: File 0,

@@ -36,7 +36,7 @@ public:
 
 class ScanFiles : public ::testing::Test {
 protected:
-    std::shared_ptr<dff::Directory> scan(const std::string& root) {
+    std::unique_ptr<dff::Directory> scan(const std::string& root) {
         return finder.scanFiles(dff::Path(root), files, links, packages, unknown, count);
     }
 
@@ -191,7 +191,7 @@ TEST_F(ScanFiles, OddEntriesAndUnreadableFoldersMarkTheirFolder) {
     std::filesystem::create_directories(dir / "r/locked");
     ::chmod((dir / "r/locked").c_str(), 0);
     testing_support::LogLines log;
-    std::shared_ptr<dff::Directory> root;
+    std::unique_ptr<dff::Directory> root;
     ASSERT_TRUE(testing_support::runWithoutFileRights([&] { root = scan(dir / "r"); }));
     ::chmod((dir / "r/locked").c_str(), 0700);
     EXPECT_TRUE(subdirectory(*root, "fifo")->unique);
