@@ -1,10 +1,10 @@
 #include "dff/PhotoLibraryReader.h"
 
+#include "dff/internal/SqliteLibrary.h"
 #include "platform/Layout.h"
 #include "platform/PropertyList.h"
 #include "platform/Strings.h"
 
-#include <sqlite3.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -16,6 +16,13 @@
 namespace dff {
 
 namespace {
+
+// The database library's functions; without the library no database opens.
+const internal::SqliteLibrary& libsqlite() {
+    const internal::SqliteLibrary* sqlite = internal::sharedSqliteLibrary();
+    if (sqlite == nullptr) throw std::runtime_error("Failed to open DB");
+    return *sqlite;
+}
 
 constexpr int kFirstSecondKindVersion = 4026;
 
@@ -36,41 +43,41 @@ int progressBudget(void* checks) {
 template <class Row>
 void eachRow(sqlite3* db, sqlite3_stmt*& statement, const char* sql, Row&& row) {
     statement = nullptr;
-    if (sqlite3_prepare_v2(db, sql, -1, &statement, nullptr) != SQLITE_OK || !statement) {
-        sqlite3_finalize(statement);
+    if (libsqlite().sqlite3_prepare_v2(db, sql, -1, &statement, nullptr) != SQLITE_OK || !statement) {
+        libsqlite().sqlite3_finalize(statement);
         statement = nullptr;
         return;
     }
     struct Finalizer {
         sqlite3_stmt*& statement;
         ~Finalizer() {
-            sqlite3_finalize(statement);
+            libsqlite().sqlite3_finalize(statement);
             statement = nullptr;
         }
     } finalizer{statement};
     long checks = 0;
-    sqlite3_progress_handler(db, kProgressInterval, progressBudget, &checks);
+    libsqlite().sqlite3_progress_handler(db, kProgressInterval, progressBudget, &checks);
     size_t rows = 0;
-    while (rows++ < kMaxRows && sqlite3_step(statement) == SQLITE_ROW)
+    while (rows++ < kMaxRows && libsqlite().sqlite3_step(statement) == SQLITE_ROW)
         if (!row(statement)) break;
-    sqlite3_progress_handler(db, 0, nullptr, nullptr);
+    libsqlite().sqlite3_progress_handler(db, 0, nullptr, nullptr);
 }
 
-bool isNull(sqlite3_stmt* statement, int column) { return sqlite3_column_type(statement, column) == SQLITE_NULL; }
+bool isNull(sqlite3_stmt* statement, int column) { return libsqlite().sqlite3_column_type(statement, column) == SQLITE_NULL; }
 
 // Opened read-only: the library belongs to the photo application, and a
 // missing database must not be created.
 sqlite3* openDatabase(const Path& path) {
     sqlite3* db = nullptr;
-    if (sqlite3_open_v2(path.cStr(), &db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK) {
-        sqlite3_close(db);
+    if (libsqlite().sqlite3_open_v2(path.cStr(), &db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK) {
+        libsqlite().sqlite3_close(db);
         throw std::runtime_error("Failed to open DB");
     }
-    sqlite3_db_config(db, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
-    sqlite3_db_config(db, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
-    sqlite3_db_config(db, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
-    sqlite3_db_config(db, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
-    sqlite3_limit(db, SQLITE_LIMIT_SQL_LENGTH, 1 << 16);
+    libsqlite().sqlite3_db_config(db, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+    libsqlite().sqlite3_db_config(db, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    libsqlite().sqlite3_db_config(db, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+    libsqlite().sqlite3_db_config(db, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
+    libsqlite().sqlite3_limit(db, SQLITE_LIMIT_SQL_LENGTH, 1 << 16);
     return db;
 }
 
@@ -84,7 +91,7 @@ bool climbsOut(std::string_view part) {
 struct DatabaseCloser {
     sqlite3*& db;
     ~DatabaseCloser() {
-        sqlite3_close(db);
+        libsqlite().sqlite3_close(db);
         db = nullptr;
     }
 };
@@ -97,9 +104,9 @@ int toInt32(double number) {
 }  // namespace
 
 std::string sqlite3_column_string(sqlite3_stmt* statement, int column) {
-    const unsigned char* text = sqlite3_column_text(statement, column);
+    const unsigned char* text = libsqlite().sqlite3_column_text(statement, column);
     if (!text) return {};
-    return std::string(reinterpret_cast<const char*>(text), static_cast<size_t>(sqlite3_column_bytes(statement, column)));
+    return std::string(reinterpret_cast<const char*>(text), static_cast<size_t>(libsqlite().sqlite3_column_bytes(statement, column)));
 }
 
 void PhotoLibraryReader::readPhotos(PhotoLibrary& library) {
@@ -110,7 +117,7 @@ void PhotoLibraryReader::readPhotos(PhotoLibrary& library) {
         readDatabase4(library, db, statement);
         return;
     }
-    sqlite3_close(db);
+    libsqlite().sqlite3_close(db);
     db = nullptr;
     db = openDatabase(library.path / "database/Photos.sqlite");
     readDatabase5(library, db, statement);
@@ -120,7 +127,7 @@ int PhotoLibraryReader::databaseVersion(sqlite3* db, sqlite3_stmt*& statement) {
     int version = 0;
     eachRow(db, statement, "SELECT value from LiGlobals where LiGlobals.keyPath is 'libraryVersion'",
             [&](sqlite3_stmt* row) {
-                version = sqlite3_column_int(row, 0);
+                version = libsqlite().sqlite3_column_int(row, 0);
                 return false;
             });
     return version;
@@ -129,7 +136,7 @@ int PhotoLibraryReader::databaseVersion(sqlite3* db, sqlite3_stmt*& statement) {
 std::map<int, std::string> PhotoLibraryReader::database4Volumes(sqlite3* db, sqlite3_stmt*& statement) {
     std::map<int, std::string> volumes;
     eachRow(db, statement, "select RKVolume.modelId, RKVolume.name from RKVolume", [&](sqlite3_stmt* row) {
-        if (!isNull(row, 1)) volumes[sqlite3_column_int(row, 0)] = sqlite3_column_string(row, 1);
+        if (!isNull(row, 1)) volumes[libsqlite().sqlite3_column_int(row, 0)] = sqlite3_column_string(row, 1);
         return true;
     });
     return volumes;
@@ -143,7 +150,7 @@ void PhotoLibraryReader::readDatabase4(PhotoLibrary& library, sqlite3* db, sqlit
             "SELECT RKVersion.uuid, RKMaster.volumeId, RKMaster.imagePath, RKMaster.fileSize, RKVersion.isInTrash "
             "FROM RKVersion, RKMaster WHERE RKVersion.masterUuid = RKMaster.uuid",
             [&](sqlite3_stmt* row) {
-                if (sqlite3_column_int(row, 4) == 1) return true;
+                if (libsqlite().sqlite3_column_int(row, 4) == 1) return true;
                 if (isNull(row, 0) || isNull(row, 2)) return true;
                 std::string imagePath = sqlite3_column_string(row, 2);
                 if (climbsOut(imagePath)) return true;
@@ -153,14 +160,14 @@ void PhotoLibraryReader::readDatabase4(PhotoLibrary& library, sqlite3* db, sqlit
                     path = masters / imagePath;
                 } else {
                     // Referenced: the file lies on a volume of its own.
-                    auto volume = volumes.find(sqlite3_column_int(row, 1));
+                    auto volume = volumes.find(libsqlite().sqlite3_column_int(row, 1));
                     if (volume == volumes.end() || volume->second.find('/') != std::string::npos ||
                         volume->second == "..")
                         return true;
                     path = volumesRoot / volume->second / imagePath;
                 }
                 library.photos.emplace_back(sqlite3_column_string(row, 0), std::move(path),
-                                            sqlite3_column_int64(row, 3), &library);
+                                            libsqlite().sqlite3_column_int64(row, 3), &library);
                 return true;
             });
 }
@@ -168,8 +175,8 @@ void PhotoLibraryReader::readDatabase4(PhotoLibrary& library, sqlite3* db, sqlit
 int PhotoLibraryReader::database5ModelVersion(sqlite3* db, sqlite3_stmt*& statement) {
     int version = 0;
     eachRow(db, statement, "SELECT MAX(Z_VERSION), Z_PLIST FROM Z_METADATA", [&](sqlite3_stmt* row) {
-        const void* blob = sqlite3_column_blob(row, 1);
-        int length = sqlite3_column_bytes(row, 1);
+        const void* blob = libsqlite().sqlite3_column_blob(row, 1);
+        int length = libsqlite().sqlite3_column_bytes(row, 1);
         if (!blob || length <= 0) return false;
         auto plist = platform::parsePropertyList(std::string_view(static_cast<const char*>(blob), size_t(length)));
         if (!plist) return false;
@@ -194,7 +201,7 @@ void PhotoLibraryReader::readDatabase5(PhotoLibrary& library, sqlite3*& db, sqli
               "ZASSET.ZTRASHEDSTATE FROM ZASSET JOIN ZADDITIONALASSETATTRIBUTES ON "
               "ZADDITIONALASSETATTRIBUTES.ZASSET = ZASSET.Z_PK ORDER BY ZASSET.ZUUID";
     eachRow(db, statement, sql, [&](sqlite3_stmt* row) {
-        if (sqlite3_column_int(row, 4) == 1) return true;
+        if (libsqlite().sqlite3_column_int(row, 4) == 1) return true;
         if (isNull(row, 0) || isNull(row, 1) || isNull(row, 2)) return true;
         std::string directory = sqlite3_column_string(row, 1);
         std::string name = sqlite3_column_string(row, 2);

@@ -1,7 +1,9 @@
 #pragma once
 // Opening a shared library at run time, for the services that load theirs
-// on first use rather than linking it: the image, Unicode and crypto
-// libraries. A failure is said once in platform::log, as
+// on first use rather than linking it: the image, Unicode, crypto,
+// database, XML and codec libraries. A linked library is mapped and
+// relocated at the start of every program, also of one that never reads a
+// photo database or decodes a picture. A failure is said once in platform::log, as
 // "<service> unavailable: <library>: <why>", and the caller goes on without.
 //
 //   void* handle = platform::openSharedLibrary("libz.so.1", "compression");
@@ -53,3 +55,29 @@ std::unique_ptr<Table> loadFunctionTable(const std::string& name, std::string_vi
 }
 
 }  // namespace platform
+
+// A table of a library's functions kept as a list of names, each given to
+// X:
+//
+//   #define ZLIB_FUNCTIONS(X) X(crc32) X(adler32)
+//   struct Zlib { ZLIB_FUNCTIONS(CORE_FUNCTION_FIELD) };
+//   auto zlib = CORE_LOAD_FUNCTION_TABLE(Zlib, ZLIB_FUNCTIONS, std::string("libz.so.1"), "compression");
+//
+// A function is looked up under the name its header gives it after macro
+// expansion, as some libraries' headers rename every call to a versioned
+// symbol.
+#define CORE_FUNCTION_FIELD(function) decltype(&::function) function = nullptr;
+#define CORE_FUNCTION_NAME(function) CORE_FUNCTION_TEXT(function)
+#define CORE_FUNCTION_TEXT(function) #function
+#define CORE_LOOK_UP_FUNCTION(function)                                                                       \
+    ::platform::lookUpFunction(coreHandle_, CORE_FUNCTION_NAME(function), coreTable_.function, coreLibrary_, \
+                               coreService_) &&
+#define CORE_LOAD_FUNCTION_TABLE(Table, FUNCTIONS, library, service)                                       \
+    [&] {                                                                                                  \
+        const std::string coreLibrary_ = (library);                                                        \
+        const std::string_view coreService_ = (service);                                                   \
+        return ::platform::loadFunctionTable<Table>(coreLibrary_, coreService_,                            \
+                                                    [&](void* coreHandle_, Table& coreTable_) {            \
+                                                        return FUNCTIONS(CORE_LOOK_UP_FUNCTION) true;      \
+                                                    });                                                    \
+    }()

@@ -1,11 +1,10 @@
 #include "Core/apps/UninstallScriptsManager.h"
 
+#include "Core/apps/internal/ExpatLibrary.h"
 #include "Core/apps/internal/OptionalResource.h"
 #include "Core/rules/ResourceError.h"
 #include "Core/rules/Resources.h"
 #include "platform/ResourceBundle.h"
-
-#include <expat.h>
 
 #include <algorithm>
 #include <memory>
@@ -22,7 +21,8 @@ const char* attribute(const char** attributes, std::string_view name) {
 }
 
 struct ParserDeleter {
-    void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
+    const internal::ExpatLibrary* expat;
+    void operator()(XML_Parser parser) const { expat->XML_ParserFree(parser); }
 };
 
 }  // namespace
@@ -42,14 +42,19 @@ struct UninstallScriptsParser {
 
 UninstallScriptsManager::UninstallScriptsManager(std::string_view xml) {
     // The text is already UTF-8: the declaration's encoding is not obeyed.
-    std::unique_ptr<XML_ParserStruct, ParserDeleter> parser(XML_ParserCreate("UTF-8"));
+    const internal::ExpatLibrary* expat = internal::sharedExpatLibrary();
+    if (expat == nullptr) {
+        _error = "the XML parser is not available";
+        return;
+    }
+    std::unique_ptr<XML_ParserStruct, ParserDeleter> parser(expat->XML_ParserCreate("UTF-8"), ParserDeleter{expat});
     if (!parser) {
         _error = "the XML parser could not be created";
         return;
     }
-    XML_SetUserData(parser.get(), this);
-    XML_SetElementHandler(parser.get(), &UninstallScriptsParser::start, &UninstallScriptsParser::end);
-    XML_SetCharacterDataHandler(parser.get(), &UninstallScriptsParser::characters);
+    expat->XML_SetUserData(parser.get(), this);
+    expat->XML_SetElementHandler(parser.get(), &UninstallScriptsParser::start, &UninstallScriptsParser::end);
+    expat->XML_SetCharacterDataHandler(parser.get(), &UninstallScriptsParser::characters);
 
     // Streamed in pieces, as expat takes at most INT_MAX bytes a call.
     constexpr size_t kPiece = 64 * 1024;
@@ -58,13 +63,13 @@ UninstallScriptsManager::UninstallScriptsManager(std::string_view xml) {
     do {
         const size_t length = std::min(kPiece, xml.size() - offset);
         const bool final = offset + length == xml.size();
-        ok = XML_Parse(parser.get(), xml.data() + offset, static_cast<int>(length), final) == XML_STATUS_OK;
+        ok = expat->XML_Parse(parser.get(), xml.data() + offset, static_cast<int>(length), final) == XML_STATUS_OK;
         offset += length;
     } while (ok && offset < xml.size());
     if (!ok) {
-        _error = "line " + std::to_string(XML_GetCurrentLineNumber(parser.get())) + ", column " +
-                 std::to_string(XML_GetCurrentColumnNumber(parser.get()) + 1) + ": " +
-                 XML_ErrorString(XML_GetErrorCode(parser.get()));
+        _error = "line " + std::to_string(expat->XML_GetCurrentLineNumber(parser.get())) + ", column " +
+                 std::to_string(expat->XML_GetCurrentColumnNumber(parser.get()) + 1) + ": " +
+                 expat->XML_ErrorString(expat->XML_GetErrorCode(parser.get()));
         _uninstallScripts.clear();
     }
     _uninstallScript.reset();

@@ -15,6 +15,8 @@
 //
 //   if (const auto* icu = platform::internal::sharedIcuLibrary()) icu->u_errorName(status);
 
+#include "platform/SharedLibrary.h"
+
 #include <unicode/uregex.h>
 #include <unicode/ustring.h>
 #include <unicode/utypes.h>
@@ -37,9 +39,7 @@ namespace platform::internal {
     X(uregex_end)
 
 struct IcuLibrary {
-#define CORE_ICU_FIELD(name) decltype(&::name) name = nullptr;
-    CORE_ICU_FUNCTIONS(CORE_ICU_FIELD)
-#undef CORE_ICU_FIELD
+    CORE_ICU_FUNCTIONS(CORE_FUNCTION_FIELD)
 };
 
 // The table, loaded on the first call; null when the library or one of its

@@ -2,15 +2,14 @@
 
 #include "platform/Analytics.h"
 #include "platform/ExifInfo.h"
+#include "platform/internal/CodecLibraries.h"
 
 #include <climits>
 #include <csetjmp>
-#include <cstdio>  // jpeglib.h needs FILE
+#include <cstdlib>
 #include <cstring>
 
 #include <jerror.h>
-#include <jpeglib.h>
-#include <png.h>
 
 #include <algorithm>
 #include <cmath>
@@ -164,6 +163,9 @@ uint8_t overBlack(unsigned value, unsigned alpha) { return uint8_t((value * alph
 
 // ---- JPEG
 
+// Asked for only once decodeGrayPicture has found the library there.
+const JpegLibrary& libjpeg() { return *sharedJpegLibrary(); }
+
 // libjpeg reports errors by calling error_exit, which must not return: it
 // jumps back into the decoder with the state it needs kept in a JpegJob,
 // outside the frame that called setjmp.
@@ -202,13 +204,13 @@ void jpegProgress(j_common_ptr info) {
 
 struct JpegJob : RowSink {
     JpegJob() {
-        info.err = jpeg_std_error(&errors.manager);
+        info.err = libjpeg().jpeg_std_error(&errors.manager);
         errors.manager.error_exit = jpegFail;
         errors.manager.emit_message = jpegEmit;
         errors.manager.output_message = jpegMessage;
         progress.progress_monitor = jpegProgress;
     }
-    ~JpegJob() { jpeg_destroy_decompress(&info); }  // also on a half-made one
+    ~JpegJob() { libjpeg().jpeg_destroy_decompress(&info); }  // also on a half-made one
     JpegJob(const JpegJob&) = delete;
     JpegJob& operator=(const JpegJob&) = delete;
 
@@ -232,11 +234,11 @@ void takeJpegExif(const jpeg_decompress_struct& info, std::string& exif) {
 // frame that calls setjmp, so that none of its locals live across the jump.
 [[gnu::noinline]] bool readJpeg(JpegJob& job, std::string_view bytes, int box) {
     jpeg_decompress_struct& info = job.info;
-    jpeg_create_decompress(&info);
+    libjpeg().jpeg_CreateDecompress(&info, JPEG_LIB_VERSION, sizeof info);
     info.progress = &job.progress;
-    jpeg_mem_src(&info, reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<unsigned long>(bytes.size()));
-    jpeg_save_markers(&info, JPEG_APP0 + 1, 0xFFFF);
-    jpeg_read_header(&info, TRUE);  // a picture of no rows or columns fails here
+    libjpeg().jpeg_mem_src(&info, reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<unsigned long>(bytes.size()));
+    libjpeg().jpeg_save_markers(&info, JPEG_APP0 + 1, 0xFFFF);
+    libjpeg().jpeg_read_header(&info, TRUE);  // a picture of no rows or columns fails here
     if (info.jpeg_color_space == JCS_CMYK || info.jpeg_color_space == JCS_YCCK) {
         job.thumbnail.outcome = Decoding::notHandled;  // no gray output from these
         return false;
@@ -244,7 +246,7 @@ void takeJpegExif(const jpeg_decompress_struct& info, std::string& exif) {
     info.scale_num = 1;
     info.scale_denom = unsigned(jpegShrink(int(info.image_width), int(info.image_height), box));
     info.out_color_space = JCS_GRAYSCALE;
-    jpeg_calc_output_dimensions(&info);
+    libjpeg().jpeg_calc_output_dimensions(&info);
     // A progressive picture holds its coefficients for every pixel.
     if (uint64_t(info.output_width) * info.output_height > kMaxDecodedPixels ||
         (info.progressive_mode && uint64_t(info.image_width) * info.image_height > kMaxDecodedPixels)) {
@@ -253,12 +255,12 @@ void takeJpegExif(const jpeg_decompress_struct& info, std::string& exif) {
     }
     takeJpegExif(info, job.thumbnail.exif);
 
-    jpeg_start_decompress(&info);
+    libjpeg().jpeg_start_decompress(&info);
     job.start(int(info.output_width), int(info.output_height), box);
     job.row.resize(size_t(info.output_width) * size_t(info.output_components));
     while (info.output_scanline < info.output_height) {
         JSAMPROW row = job.row.data();
-        if (jpeg_read_scanlines(&info, &row, 1) != 1) return false;
+        if (libjpeg().jpeg_read_scanlines(&info, &row, 1) != 1) return false;
         job.scaler->addRow(job.row.data());
     }
     return job.finish();
@@ -271,11 +273,14 @@ bool decodeJpeg(JpegJob& job, std::string_view bytes, int box) {
 
 // ---- PNG
 
+// As libjpeg().
+const PngLibrary& libpng() { return *sharedPngLibrary(); }
+
 // An interlaced picture is decoded whole before its rows can be read.
 constexpr uint64_t kMaxInterlacedBytes = uint64_t(256) << 20;
 
 struct PngJob : RowSink {
-    ~PngJob() { png_destroy_read_struct(&png, &info, nullptr); }  // takes nulls
+    ~PngJob() { libpng().png_destroy_read_struct(&png, &info, nullptr); }  // takes nulls
 
     std::string_view bytes;
     size_t read = 0;
@@ -287,13 +292,16 @@ struct PngJob : RowSink {
 };
 
 void pngRead(png_structp png, png_bytep out, size_t count) {
-    auto& job = *static_cast<PngJob*>(png_get_io_ptr(png));
-    if (count > job.bytes.size() - job.read) png_error(png, "the file ends early");
+    auto& job = *static_cast<PngJob*>(libpng().png_get_io_ptr(png));
+    if (count > job.bytes.size() - job.read) libpng().png_error(png, "the file ends early");
     std::memcpy(out, job.bytes.data() + job.read, count);
     job.read += count;
 }
 
-[[noreturn]] void pngFail(png_structp png, png_const_charp) { png_longjmp(png, 1); }
+[[noreturn]] void pngFail(png_structp png, png_const_charp) {
+    libpng().png_longjmp(png, 1);
+    std::abort();  // not reached: the pointer's type cannot say that it does not return
+}
 
 void pngWarn(png_structp, png_const_charp message) { platform::log(std::string("PNG decoder: ") + message); }
 
@@ -312,19 +320,19 @@ void toGray(const uint8_t* row, int channels, size_t width, uint8_t* gray) {
 [[gnu::noinline]] bool readPng(PngJob& job, int box) {
     png_structp png = job.png;
     png_infop info = job.info;
-    png_set_read_fn(png, &job, pngRead);
-    png_read_info(png, info);
-    png_uint_32 width = png_get_image_width(png, info), height = png_get_image_height(png, info);
+    libpng().png_set_read_fn(png, &job, pngRead);
+    libpng().png_read_info(png, info);
+    png_uint_32 width = libpng().png_get_image_width(png, info), height = libpng().png_get_image_height(png, info);
     if (uint64_t(width) * height > kMaxDecodedPixels) {
         refuse("PNG", width, height);
         return false;
     }
-    png_set_expand(png);    // palette to RGB, low bit depths to 8, tRNS to alpha
-    png_set_strip_16(png);  // the high byte
-    int passes = png_set_interlace_handling(png);
-    png_read_update_info(png, info);
-    int channels = png_get_channels(png, info);
-    size_t rowBytes = png_get_rowbytes(png, info);
+    libpng().png_set_expand(png);    // palette to RGB, low bit depths to 8, tRNS to alpha
+    libpng().png_set_strip_16(png);  // the high byte
+    int passes = libpng().png_set_interlace_handling(png);
+    libpng().png_read_update_info(png, info);
+    int channels = libpng().png_get_channels(png, info);
+    size_t rowBytes = libpng().png_get_rowbytes(png, info);
     if (channels < 1 || channels > 4 || rowBytes != size_t(width) * size_t(channels)) return false;
     if (passes > 1 && uint64_t(rowBytes) * height > kMaxInterlacedBytes) {
         refuse("PNG", width, height);
@@ -333,7 +341,7 @@ void toGray(const uint8_t* row, int channels, size_t width, uint8_t* gray) {
 
     png_bytep exif = nullptr;
     png_uint_32 exifSize = 0;
-    if (png_get_eXIf_1(png, info, &exifSize, &exif) != 0 && exif != nullptr)
+    if (libpng().png_get_eXIf_1(png, info, &exifSize, &exif) != 0 && exif != nullptr)
         job.thumbnail.exif = std::string("Exif\0\0", 6) + std::string(reinterpret_cast<const char*>(exif), exifSize);
 
     job.start(int(width), int(height), box);
@@ -342,7 +350,7 @@ void toGray(const uint8_t* row, int channels, size_t width, uint8_t* gray) {
         job.rows.resize(rowBytes * height);
         job.rowPointers.resize(height);
         for (png_uint_32 y = 0; y < height; ++y) job.rowPointers[y] = job.rows.data() + rowBytes * y;
-        png_read_image(png, job.rowPointers.data());
+        libpng().png_read_image(png, job.rowPointers.data());
         for (png_uint_32 y = 0; y < height; ++y) {
             toGray(job.rowPointers[y], channels, width, job.gray.data());
             job.scaler->addRow(job.gray.data());
@@ -350,7 +358,7 @@ void toGray(const uint8_t* row, int channels, size_t width, uint8_t* gray) {
     } else {
         job.rows.resize(rowBytes);
         for (png_uint_32 y = 0; y < height; ++y) {
-            png_read_row(png, job.rows.data(), nullptr);
+            libpng().png_read_row(png, job.rows.data(), nullptr);
             toGray(job.rows.data(), channels, width, job.gray.data());
             job.scaler->addRow(job.gray.data());
         }
@@ -360,11 +368,11 @@ void toGray(const uint8_t* row, int channels, size_t width, uint8_t* gray) {
 
 bool decodePng(PngJob& job, std::string_view bytes, int box) {
     job.bytes = bytes;
-    job.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &job, pngFail, pngWarn);
+    job.png = libpng().png_create_read_struct(PNG_LIBPNG_VER_STRING, &job, pngFail, pngWarn);
     if (job.png == nullptr) return false;
-    job.info = png_create_info_struct(job.png);
+    job.info = libpng().png_create_info_struct(job.png);
     if (job.info == nullptr) return false;
-    if (setjmp(png_jmpbuf(job.png)) != 0) return false;
+    if (setjmp(*libpng().png_set_longjmp_fn(job.png, std::longjmp, sizeof(std::jmp_buf))) != 0) return false;
     return readPng(job, box);
 }
 
@@ -389,11 +397,17 @@ std::vector<uint8_t> grayPictureOf(const uint8_t* pixels, int pixelWidth, int pi
 NativeGrayPicture decodeGrayPicture(std::string_view bytes, ImageFormat format, int width, int height) {
     NativeGrayPicture result;
     if (width < 1 || height < 1) return result;
+    // Without its codec library a format is left to the image library.
     Thumbnail thumbnail;
+    thumbnail.outcome = Decoding::notHandled;
     switch (format) {
-        case ImageFormat::jpeg: thumbnail = thumbnailBy(decodeJpeg, bytes, width); break;
-        case ImageFormat::png: thumbnail = thumbnailBy(decodePng, bytes, width); break;
-        default: thumbnail.outcome = Decoding::notHandled; break;
+        case ImageFormat::jpeg:
+            if (sharedJpegLibrary() != nullptr) thumbnail = thumbnailBy(decodeJpeg, bytes, width);
+            break;
+        case ImageFormat::png:
+            if (sharedPngLibrary() != nullptr) thumbnail = thumbnailBy(decodePng, bytes, width);
+            break;
+        default: break;
     }
     result.outcome = thumbnail.outcome;
     if (thumbnail.outcome != Decoding::decoded) return result;

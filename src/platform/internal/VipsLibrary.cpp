@@ -60,11 +60,7 @@ std::string defaultVipsLibraryName() {
 std::unique_ptr<const VipsLibrary> loadVipsLibrary(const std::string& name) {
     // A lookup through the handle also finds the functions of the libraries
     // it depends on, which is where the GLib ones live.
-    auto vips = loadFunctionTable<VipsLibrary>(name, kService, [&](void* handle, VipsLibrary& table) {
-#define CORE_VIPS_LOOKUP(fn) lookUpFunction(handle, #fn, table.fn, name, kService) &&
-        return CORE_VIPS_FUNCTIONS(CORE_VIPS_LOOKUP) true;
-#undef CORE_VIPS_LOOKUP
-    });
+    auto vips = CORE_LOAD_FUNCTION_TABLE(VipsLibrary, CORE_VIPS_FUNCTIONS, name, kService);
     if (!vips) return nullptr;
     // Left open even when it will not start: it may have started threads.
     if (!start(*vips, name)) return nullptr;

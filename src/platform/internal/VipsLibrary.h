@@ -12,6 +12,8 @@
 //   const platform::internal::VipsLibrary* vips = platform::internal::sharedVipsLibrary();
 //   if (vips) vips->g_object_unref(image);
 
+#include "platform/SharedLibrary.h"
+
 #include <vips/vips.h>
 
 #include <memory>
@@ -58,9 +60,7 @@ namespace platform::internal {
     X(g_object_unref)
 
 struct VipsLibrary {
-#define CORE_VIPS_FIELD(name) decltype(&::name) name = nullptr;
-    CORE_VIPS_FUNCTIONS(CORE_VIPS_FIELD)
-#undef CORE_VIPS_FIELD
+    CORE_VIPS_FUNCTIONS(CORE_FUNCTION_FIELD)
 };
 
 // "libvips.so.N", N the interface version of the headers this was built with.
