@@ -1,8 +1,9 @@
 #include "platform/ByteCountFormatter.h"
 
+#include "platform/Rounding.h"
+
 #include <fmt/format.h>
 
-#include <cmath>
 #include <cstdlib>
 
 namespace platform {
@@ -19,6 +20,7 @@ std::string formatByteCount(int64_t bytes) {
     }
     static constexpr const char* kUnits[] = {"KB", "MB", "GB", "TB", "PB", "EB", "ZB", "YB"};
     static constexpr int kDecimals[] = {0, 1, 2, 2, 2, 2, 2, 2};
+    static constexpr double kScales[] = {1.0, 10.0, 100.0};  // 10 to the power of the decimals
     constexpr int kLast = 7;
     int unit = 0;
     double value = magnitude / 1000.0;
@@ -26,15 +28,15 @@ std::string formatByteCount(int64_t bytes) {
         value /= 1000.0;
         ++unit;
     }
-    double scale = std::pow(10.0, kDecimals[unit]);
-    double rounded = std::round(value * scale) / scale;
+    double scale = kScales[kDecimals[unit]];
+    double rounded = static_cast<double>(roundToWhole(value * scale)) / scale;
     // 999.96 MB rounds to 1000 MB: the next unit reads better and is what the
     // platform prints.
     if (rounded >= 1000.0 && unit < kLast) {
         ++unit;
         value /= 1000.0;
-        scale = std::pow(10.0, kDecimals[unit]);
-        rounded = std::round(value * scale) / scale;
+        scale = kScales[kDecimals[unit]];
+        rounded = static_cast<double>(roundToWhole(value * scale)) / scale;
     }
     std::string number = fmt::format("{:.{}f}", rounded, kDecimals[unit]);
     if (number.find('.') != std::string::npos) {

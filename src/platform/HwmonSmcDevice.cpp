@@ -1,7 +1,8 @@
 #include "platform/HwmonSmcDevice.h"
 
+#include "platform/Rounding.h"
+
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 
 namespace platform {
@@ -20,8 +21,7 @@ std::vector<uint8_t> floatBytes(double value) {
 
 // Unsigned 8.8 fixed point, big-endian, as the controller keeps degrees.
 std::vector<uint8_t> sp78Bytes(double celsius) {
-    double scaled = std::clamp(std::round(celsius * 256.0), 0.0, 65535.0);
-    auto n = static_cast<uint16_t>(scaled);
+    auto n = static_cast<uint16_t>(roundToWhole(std::clamp(celsius * 256.0, 0.0, 65535.0)));
     return {static_cast<uint8_t>(n >> 8), static_cast<uint8_t>(n & 0xFF)};
 }
 

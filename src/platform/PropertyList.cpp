@@ -1,5 +1,6 @@
 #include "platform/PropertyList.h"
 
+#include "platform/SharedLibrary.h"
 #include "platform/internal/RegularFile.h"
 
 #include <fcntl.h>
@@ -10,16 +11,64 @@
 
 #include <plist/plist.h>
 
-#include <cmath>
 #include <cstdlib>
 #include <iterator>
 #include <limits>
 #include <memory>
+#include <stdexcept>
 #include <vector>
 
 namespace platform {
 
 namespace {
+
+// The property-list library is opened on first use rather than linked: it
+// brings the maths library with it, and most runs read no property list.
+#define CORE_PLIST_FUNCTIONS(X)    \
+    X(plist_array_append_item)     \
+    X(plist_array_get_item)        \
+    X(plist_array_get_size)        \
+    X(plist_dict_new_iter)         \
+    X(plist_dict_next_item)        \
+    X(plist_dict_set_item)         \
+    X(plist_free)                  \
+    X(plist_from_memory)           \
+    X(plist_get_bool_val)          \
+    X(plist_get_data_val)          \
+    X(plist_get_date_val)          \
+    X(plist_get_node_type)         \
+    X(plist_get_real_val)          \
+    X(plist_get_string_ptr)        \
+    X(plist_get_uid_val)           \
+    X(plist_get_uint_val)          \
+    X(plist_new_array)             \
+    X(plist_new_bool)              \
+    X(plist_new_data)              \
+    X(plist_new_date)              \
+    X(plist_new_dict)              \
+    X(plist_new_real)              \
+    X(plist_new_string)            \
+    X(plist_new_uid)               \
+    X(plist_new_uint)              \
+    X(plist_to_xml)                \
+    X(plist_to_xml_free)           \
+    X(plist_to_bin)                \
+    X(plist_to_bin_free)
+
+struct PlistLibrary {
+    CORE_PLIST_FUNCTIONS(CORE_FUNCTION_FIELD)
+};
+
+// Null when the library is missing; then no document parses and none can be
+// written.
+const PlistLibrary* sharedPlistLibrary() {
+    static const std::unique_ptr<const PlistLibrary> shared = CORE_LOAD_FUNCTION_TABLE(
+        PlistLibrary, CORE_PLIST_FUNCTIONS, "libplist-2.0.so.3", "Property lists");
+    return shared.get();
+}
+
+// Asked for only where a node exists, so after the library was found.
+const PlistLibrary& plist() { return *sharedPlistLibrary(); }
 
 // Seconds between 1970 and 2001, the epoch of property-list dates.
 constexpr double kReferenceDateOffset = 978307200.0;
@@ -31,7 +80,7 @@ constexpr int kMaxDepth = 256;
 constexpr size_t kMaxDocumentSize = size_t(64) << 20;
 
 struct PlistDeleter {
-    void operator()(plist_t node) const { plist_free(node); }
+    void operator()(plist_t node) const { plist().plist_free(node); }
 };
 using PlistPtr = std::unique_ptr<void, PlistDeleter>;
 
@@ -43,52 +92,52 @@ std::string takeString(char* text) {
 
 std::optional<PlistValue> fromNode(plist_t node, int depth) {
     if (!node || depth > kMaxDepth) return std::nullopt;
-    switch (plist_get_node_type(node)) {
+    switch (plist().plist_get_node_type(node)) {
     case PLIST_BOOLEAN: {
         uint8_t v = 0;
-        plist_get_bool_val(node, &v);
+        plist().plist_get_bool_val(node, &v);
         return PlistValue(v != 0);
     }
     case PLIST_UINT: {
         uint64_t v = 0;
-        plist_get_uint_val(node, &v);
+        plist().plist_get_uint_val(node, &v);
         // Negative integers are kept in two's complement by the parser.
         return PlistValue(static_cast<int64_t>(v));
     }
     case PLIST_REAL: {
         double v = 0;
-        plist_get_real_val(node, &v);
+        plist().plist_get_real_val(node, &v);
         return PlistValue(v);
     }
     case PLIST_STRING: {
         uint64_t length = 0;
-        const char* text = plist_get_string_ptr(node, &length);
+        const char* text = plist().plist_get_string_ptr(node, &length);
         return PlistValue(std::string(text ? text : "", text ? length : 0));
     }
     case PLIST_DATA: {
         char* bytes = nullptr;
         uint64_t length = 0;
-        plist_get_data_val(node, &bytes, &length);
+        plist().plist_get_data_val(node, &bytes, &length);
         PlistValue::Data data(bytes, bytes + (bytes ? length : 0));
         std::free(bytes);
         return PlistValue(std::move(data));
     }
     case PLIST_DATE: {
         int32_t sec = 0, usec = 0;
-        plist_get_date_val(node, &sec, &usec);
+        plist().plist_get_date_val(node, &sec, &usec);
         return PlistValue(PlistValue::Date{kReferenceDateOffset + sec + usec / 1e6});
     }
     case PLIST_UID: {
         uint64_t v = 0;
-        plist_get_uid_val(node, &v);
+        plist().plist_get_uid_val(node, &v);
         return PlistValue(PlistValue::Uid{v});
     }
     case PLIST_ARRAY: {
         PlistValue::Array items;
-        uint32_t count = plist_array_get_size(node);
+        uint32_t count = plist().plist_array_get_size(node);
         items.reserve(count);
         for (uint32_t i = 0; i < count; ++i) {
-            auto item = fromNode(plist_array_get_item(node, i), depth + 1);
+            auto item = fromNode(plist().plist_array_get_item(node, i), depth + 1);
             if (!item) return std::nullopt;
             items.push_back(std::move(*item));
         }
@@ -97,12 +146,12 @@ std::optional<PlistValue> fromNode(plist_t node, int depth) {
     case PLIST_DICT: {
         PlistValue::Dictionary entries;
         plist_dict_iter iter = nullptr;
-        plist_dict_new_iter(node, &iter);
+        plist().plist_dict_new_iter(node, &iter);
         if (!iter) return std::nullopt;
         for (;;) {
             char* key = nullptr;
             plist_t value = nullptr;
-            plist_dict_next_item(node, iter, &key, &value);
+            plist().plist_dict_next_item(node, iter, &key, &value);
             if (!value) {
                 std::free(key);
                 break;
@@ -125,32 +174,34 @@ std::optional<PlistValue> fromNode(plist_t node, int depth) {
 
 plist_t toNode(const PlistValue& value) {
     switch (value.kind()) {
-    case PlistValue::Kind::boolean: return plist_new_bool(*value.boolean() ? 1 : 0);
-    case PlistValue::Kind::integer: return plist_new_uint(static_cast<uint64_t>(*value.integer()));
-    case PlistValue::Kind::real: return plist_new_real(*value.real());
-    case PlistValue::Kind::string: return plist_new_string(value.string()->c_str());
+    case PlistValue::Kind::boolean: return plist().plist_new_bool(*value.boolean() ? 1 : 0);
+    case PlistValue::Kind::integer: return plist().plist_new_uint(static_cast<uint64_t>(*value.integer()));
+    case PlistValue::Kind::real: return plist().plist_new_real(*value.real());
+    case PlistValue::Kind::string: return plist().plist_new_string(value.string()->c_str());
     case PlistValue::Kind::data: {
         const auto& data = *value.data();
-        return plist_new_data(reinterpret_cast<const char*>(data.data()), data.size());
+        return plist().plist_new_data(reinterpret_cast<const char*>(data.data()), data.size());
     }
     case PlistValue::Kind::date: {
         double since2001 = value.date()->secondsSince1970 - kReferenceDateOffset;
-        double whole = std::floor(since2001);
-        return plist_new_date(static_cast<int32_t>(whole), static_cast<int32_t>((since2001 - whole) * 1e6));
+        // Whole seconds toward the past, without the maths library.
+        double whole = static_cast<double>(static_cast<int64_t>(since2001));
+        if (whole > since2001) whole -= 1.0;
+        return plist().plist_new_date(static_cast<int32_t>(whole), static_cast<int32_t>((since2001 - whole) * 1e6));
     }
-    case PlistValue::Kind::uid: return plist_new_uid(value.uid()->value);
+    case PlistValue::Kind::uid: return plist().plist_new_uid(value.uid()->value);
     case PlistValue::Kind::array: {
-        plist_t node = plist_new_array();
-        for (const auto& item : *value.array()) plist_array_append_item(node, toNode(item));
+        plist_t node = plist().plist_new_array();
+        for (const auto& item : *value.array()) plist().plist_array_append_item(node, toNode(item));
         return node;
     }
     case PlistValue::Kind::dictionary: {
-        plist_t node = plist_new_dict();
-        for (const auto& [key, item] : *value.dictionary()) plist_dict_set_item(node, key.c_str(), toNode(item));
+        plist_t node = plist().plist_new_dict();
+        for (const auto& [key, item] : *value.dictionary()) plist().plist_dict_set_item(node, key.c_str(), toNode(item));
         return node;
     }
     }
-    return plist_new_dict();
+    return plist().plist_new_dict();
 }
 
 uint64_t bigEndian(const unsigned char* bytes, size_t count) {
@@ -309,10 +360,10 @@ const PlistValue* PlistValue::find(std::string_view key) const {
 }
 
 std::optional<PlistValue> parsePropertyList(std::string_view bytes) {
-    if (bytes.empty() || bytes.size() > kMaxDocumentSize) return std::nullopt;
+    if (bytes.empty() || bytes.size() > kMaxDocumentSize || sharedPlistLibrary() == nullptr) return std::nullopt;
     if (holdsNulInString(bytes) || nestsTooDeep(bytes)) return std::nullopt;
     plist_t root = nullptr;
-    plist_from_memory(bytes.data(), static_cast<uint32_t>(bytes.size()), &root);
+    plist().plist_from_memory(bytes.data(), static_cast<uint32_t>(bytes.size()), &root);
     PlistPtr owner(root);
     return fromNode(root, 0);
 }
@@ -337,8 +388,14 @@ std::string serialize(const PlistValue& value, void (*write)(plist_t, char**, ui
 
 }  // namespace
 
-std::string toXmlPropertyList(const PlistValue& value) { return serialize(value, plist_to_xml, plist_to_xml_free); }
+std::string toXmlPropertyList(const PlistValue& value) {
+    if (sharedPlistLibrary() == nullptr) throw std::runtime_error("property lists cannot be written");
+    return serialize(value, plist().plist_to_xml, plist().plist_to_xml_free);
+}
 
-std::string toBinaryPropertyList(const PlistValue& value) { return serialize(value, plist_to_bin, plist_to_bin_free); }
+std::string toBinaryPropertyList(const PlistValue& value) {
+    if (sharedPlistLibrary() == nullptr) throw std::runtime_error("property lists cannot be written");
+    return serialize(value, plist().plist_to_bin, plist().plist_to_bin_free);
+}
 
 }  // namespace platform

@@ -76,11 +76,13 @@ private:
 };
 
 // Parses XML or binary property-list bytes. Gives nothing when the bytes are
-// no property list; never throws on bad input.
+// no property list, or the property-list library is missing; never throws
+// on bad input.
 std::optional<PlistValue> parsePropertyList(std::string_view bytes);
 // Reads and parses a file; nothing when it can't be read or parsed.
 std::optional<PlistValue> readPropertyListFile(const std::string& path);
-// The XML form of a tree (what tests and fixture builders write).
+// The XML form of a tree (what tests and fixture builders write). Both
+// forms throw std::runtime_error when the property-list library is missing.
 std::string toXmlPropertyList(const PlistValue& value);
 // The binary form of a tree.
 std::string toBinaryPropertyList(const PlistValue& value);

@@ -12,7 +12,6 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <cmath>
 #include <cstdio>
 
 namespace sweeper {
@@ -30,7 +29,8 @@ Reading takeReading() { return {Core::GetCPULoadInfo(), Core::GetNetworkStat(), 
 
 // Sleeps `seconds`, ending early on an interrupt.
 void pause(double seconds) {
-    timespec left{static_cast<time_t>(seconds), static_cast<long>(std::fmod(seconds, 1.0) * 1e9)};
+    const auto whole = static_cast<time_t>(seconds);
+    timespec left{whole, static_cast<long>((seconds - static_cast<double>(whole)) * 1e9)};
     while (!interrupted() && ::nanosleep(&left, &left) != 0) {
     }
 }

@@ -5,7 +5,6 @@
 #include "platform/ByteCountFormatter.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -83,7 +82,8 @@ public:
         for (auto* child : children) sizes.push_back(double(child->size()));
         auto rects = squarify(sizes, inner);
         for (size_t i = 0; i < children.size(); ++i) {
-            double childHue = level == 0 ? std::fmod(double(i) * 137.508, 360.0) : hue;
+            // The golden angle apart, in thousandths of a degree.
+            double childHue = level == 0 ? double(i * 137508 % 360000) / 1000.0 : hue;
             std::string childPath = path == "/" ? "/" + children[i]->name() : path + "/" + children[i]->name();
             draw(*children[i], childPath, rects[i], level + 1, childHue);
         }

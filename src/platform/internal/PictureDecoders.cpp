@@ -2,6 +2,7 @@
 
 #include "platform/Analytics.h"
 #include "platform/ExifInfo.h"
+#include "platform/Rounding.h"
 #include "platform/internal/CodecLibraries.h"
 
 #include <climits>
@@ -12,7 +13,6 @@
 #include <jerror.h>
 
 #include <algorithm>
-#include <cmath>
 #include <optional>
 #include <string>
 
@@ -20,7 +20,7 @@ namespace platform::internal {
 
 std::pair<int, int> thumbnailSize(int width, int height, int box) {
     double scale = std::min({1.0, double(box) / width, double(box) / height});
-    return {std::max(1, int(std::lround(width * scale))), std::max(1, int(std::lround(height * scale)))};
+    return {std::max(1, int(roundToWhole(width * scale))), std::max(1, int(roundToWhole(height * scale)))};
 }
 
 int jpegShrink(int width, int height, int box) {
@@ -81,7 +81,7 @@ void AreaScaler::addRow(const uint8_t* row) {
 
 GrayBitmap AreaScaler::result() const {
     GrayBitmap bitmap{_toWidth, _toHeight, std::vector<uint8_t>(_sums.size())};
-    for (size_t i = 0; i < _sums.size(); ++i) bitmap.pixels[i] = uint8_t(std::clamp(std::lround(_sums[i]), 0L, 255L));
+    for (size_t i = 0; i < _sums.size(); ++i) bitmap.pixels[i] = uint8_t(std::clamp(roundToWhole(_sums[i]), int64_t(0), int64_t(255)));
     return bitmap;
 }
 
