@@ -23,6 +23,7 @@
 #include <memory>
 #include <optional>
 #include <set>
+#include <span>
 #include <stdexcept>
 #include <typeinfo>
 #include <utility>
@@ -165,36 +166,67 @@ public:
         // Largest size first.
         std::reverse(unread.begin(), unread.end());
 
-        std::vector<Verdicts> verdicts(unread.size());
+        Verdicts verdicts(unread);
         unsigned threads = internal::parallelThreadsFor(unread.size(), _finder.threads);
         std::vector<FileReader::ReadBuffers> buffers(threads);
         internal::forEachInParallel(unread.size(), threads, _finder.stopped, [&](size_t i, internal::Worker worker) {
-            compareGroup(*unread[i], buffers[worker.index], worker.onCaller(), verdicts[i]);
+            GroupVerdicts group = verdicts.of(i);
+            compareGroup(*unread[i], buffers[worker.index], worker.onCaller(), group);
         });
-        for (const Verdicts& group : verdicts) {
-            for (const Verdict& verdict : group) {
-                if (verdict.complete)
-                    _fileHashes.add(verdict.file->hash, verdict.file);
-                else
-                    setAside(*verdict.file);
-            }
+        // Complete members and those set aside change different things, so
+        // only the order within each kind matters.
+        for (size_t i = 0; i < unread.size(); ++i) {
+            GroupVerdicts group = verdicts.of(i);
+            for (File* file : group.complete()) _fileHashes.add(file->hash, file);
+            for (auto file = group.setAside().rbegin(); file != group.setAside().rend(); ++file) setAside(**file);
         }
     }
 
 private:
-    // A member that is done with: complete (its digest covers the whole
-    // file), or set aside (a loner or unreadable).
-    struct Verdict {
-        File* file;
-        bool complete;
+    // The members of one group that are done with: complete (their digest
+    // covers the whole file) from the front of its slots, in the order
+    // decided; set aside (loners, unreadable) from the back, so that
+    // reading them backwards gives the order decided. Each member is done
+    // with at most once, so the slots never overlap.
+    class GroupVerdicts {
+    public:
+        GroupVerdicts(File** slots, uint32_t size, uint32_t* counts) : _slots(slots), _size(size), _counts(counts) {}
+        void markComplete(File* file) { _slots[_counts[0]++] = file; }
+        void markSetAside(File* file) { _slots[_size - ++_counts[1]] = file; }
+        std::span<File*> complete() const { return {_slots, _counts[0]}; }
+        std::span<File*> setAside() const { return {_slots + _size - _counts[1], _counts[1]}; }
+
+    private:
+        File** _slots;
+        uint32_t _size;
+        uint32_t* _counts;  // complete, set aside
     };
-    using Verdicts = std::vector<Verdict>;
+
+    // The verdicts of every group in one array of a slot per member: a
+    // search may hold thousands of small groups, and a list each would cost
+    // more in headers and spare room than the verdicts themselves.
+    class Verdicts {
+    public:
+        explicit Verdicts(const std::vector<const Duplicate<long long, File*>::Values*>& groups)
+            : _offsets(groups.size() + 1), _counts(groups.size() * 2, 0) {
+            for (size_t i = 0; i < groups.size(); ++i) _offsets[i + 1] = _offsets[i] + groups[i]->size();
+            _slots = std::make_unique_for_overwrite<File*[]>(_offsets.back());
+        }
+        GroupVerdicts of(size_t group) {
+            return {_slots.get() + _offsets[group], uint32_t(_offsets[group + 1] - _offsets[group]), &_counts[group * 2]};
+        }
+
+    private:
+        std::vector<size_t> _offsets;
+        std::vector<uint32_t> _counts;
+        std::unique_ptr<File*[]> _slots;
+    };
 
     // Compares one group of equal size pass by pass until it has split into
     // loners or its members are complete. `onCaller` says whether progress
     // and paths may be reported from here.
     void compareGroup(const Duplicate<long long, File*>::Values& files, FileReader::ReadBuffers& buffers, bool onCaller,
-                      Verdicts& verdicts) {
+                      GroupVerdicts& verdicts) {
         WorkList<FileComparison> work;
         Candidates<FileComparison>& first = work.emplace_back();
         first.reserve(files.size());
@@ -205,7 +237,7 @@ private:
             Pass pass;
             if (!readPass(group, pass, buffers, onCaller, verdicts)) return;
             regroup(pass, group, work, _finder.stopped,
-                    [&verdicts](FileComparison& loner) { verdicts.push_back({loner.file, false}); });
+                    [&verdicts](FileComparison& loner) { verdicts.markSetAside(loner.file); });
         }
     }
 
@@ -228,7 +260,7 @@ private:
     // a time, in step, and their digests fed side by side; what happens to
     // each is decided in the group's order. False after a stop.
     bool readPass(Candidates<FileComparison>& group, Pass& pass, FileReader::ReadBuffers& buffers, bool onCaller,
-                  Verdicts& verdicts) {
+                  GroupVerdicts& verdicts) {
         for (size_t start = 0; start < group.size();) {
             size_t room = std::min(FileReader::kMaxTogether, group.size() - start);
             size_t count = 0;
@@ -253,13 +285,13 @@ private:
                 File* file = member->file;
                 if (outcomes[i].error != nullptr) {
                     internal::logFailure(outcomes[i].error, file->path, outcomes[i].errorNumber);
-                    verdicts.push_back({file, false});
+                    verdicts.markSetAside(file);
                     member.reset();
                     continue;
                 }
                 member->hasher.md5.hashValue(file->hash);
                 if (outcomes[i].complete) {
-                    verdicts.push_back({file, true});
+                    verdicts.markComplete(file);
                     member.reset();
                 } else {
                     pass.add(file->hash, start);
