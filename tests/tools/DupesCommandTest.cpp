@@ -120,6 +120,9 @@ TEST_F(DupesCommandTest, OnlyOtherFormatsThanJpegAndPngLoadTheImageLibrary) {
     // The pictures were decoded and compared: the gradients are alike.
     EXPECT_FALSE(json::parse(full.out)["similar"].empty()) << full.out;
     EXPECT_EQ(only.err.find("libvips"), std::string::npos) << only.err;
+    // Nor are the codecs opened before a picture is decoded.
+    EXPECT_EQ(only.err.find("libjpeg"), std::string::npos) << only.err;
+    EXPECT_NE(full.err.find("libjpeg"), std::string::npos) << full.err;
     EXPECT_EQ(full.err.find("libvips"), std::string::npos) << full.err;
     EXPECT_NE(withGif.err.find("libvips"), std::string::npos) << "the loader's report names it when it is loaded";
 }
