@@ -1,10 +1,11 @@
 #include "dff/PhotoLibraryReader.h"
 
-#include "dff/internal/SqliteLibrary.h"
 #include "platform/Layout.h"
 #include "platform/PropertyList.h"
+#include "platform/SharedLibrary.h"
 #include "platform/Strings.h"
 
+#include <sqlite3.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -17,9 +18,32 @@ namespace dff {
 
 namespace {
 
-// The database library's functions; without the library no database opens.
-const internal::SqliteLibrary& libsqlite() {
-    const internal::SqliteLibrary* sqlite = internal::sharedSqliteLibrary();
+// The database library is opened on first use rather than linked: only a
+// search that meets a photo library reads a database.
+#define CORE_SQLITE_FUNCTIONS(X)  \
+    X(sqlite3_open_v2)            \
+    X(sqlite3_close)              \
+    X(sqlite3_db_config)          \
+    X(sqlite3_limit)              \
+    X(sqlite3_prepare_v2)         \
+    X(sqlite3_progress_handler)   \
+    X(sqlite3_step)               \
+    X(sqlite3_finalize)           \
+    X(sqlite3_column_type)        \
+    X(sqlite3_column_int)         \
+    X(sqlite3_column_int64)       \
+    X(sqlite3_column_text)        \
+    X(sqlite3_column_blob)        \
+    X(sqlite3_column_bytes)
+
+struct SqliteLibrary {
+    CORE_SQLITE_FUNCTIONS(CORE_FUNCTION_FIELD)
+};
+
+// Its functions; without the library no database opens.
+const SqliteLibrary& libsqlite() {
+    const SqliteLibrary* sqlite =
+        CORE_SHARED_FUNCTION_TABLE(SqliteLibrary, CORE_SQLITE_FUNCTIONS, "libsqlite3.so.0", "Photo library databases");
     if (sqlite == nullptr) throw std::runtime_error("Failed to open DB");
     return *sqlite;
 }

@@ -62,9 +62,7 @@ struct PlistLibrary {
 // Null when the library is missing; then no document parses and none can be
 // written.
 const PlistLibrary* sharedPlistLibrary() {
-    static const std::unique_ptr<const PlistLibrary> shared = CORE_LOAD_FUNCTION_TABLE(
-        PlistLibrary, CORE_PLIST_FUNCTIONS, "libplist-2.0.so.3", "Property lists");
-    return shared.get();
+    return CORE_SHARED_FUNCTION_TABLE(PlistLibrary, CORE_PLIST_FUNCTIONS, "libplist-2.0.so.3", "Property lists");
 }
 
 // Asked for only where a node exists, so after the library was found.

@@ -62,6 +62,13 @@ std::unique_ptr<Table> loadFunctionTable(const std::string& name, std::string_vi
 //   #define ZLIB_FUNCTIONS(X) X(crc32) X(adler32)
 //   struct Zlib { ZLIB_FUNCTIONS(CORE_FUNCTION_FIELD) };
 //   auto zlib = CORE_LOAD_FUNCTION_TABLE(Zlib, ZLIB_FUNCTIONS, std::string("libz.so.1"), "compression");
+//   const Zlib* shared = CORE_SHARED_FUNCTION_TABLE(Zlib, ZLIB_FUNCTIONS, "libz.so.1", "compression");
+//
+// CORE_SHARED_FUNCTION_TABLE gives the one table of the process for where it
+// is written, loaded on the first call from any thread; null (said once in
+// the log) when the library or one of its functions is missing. The table is
+// never freed nor the library closed: statics destroyed late may still call
+// it, and some libraries start threads of their own.
 //
 // A function is looked up under the name its header gives it after macro
 // expansion, as some libraries' headers rename every call to a versioned
@@ -80,4 +87,10 @@ std::unique_ptr<Table> loadFunctionTable(const std::string& name, std::string_vi
                                                     [&](void* coreHandle_, Table& coreTable_) {            \
                                                         return FUNCTIONS(CORE_LOOK_UP_FUNCTION) true;      \
                                                     });                                                    \
+    }()
+#define CORE_SHARED_FUNCTION_TABLE(Table, FUNCTIONS, library, service)                                   \
+    [&]() -> const Table* {                                                                             \
+        static const Table* const coreShared_ =                                                         \
+            CORE_LOAD_FUNCTION_TABLE(Table, FUNCTIONS, library, service).release();                     \
+        return coreShared_;                                                                             \
     }()

@@ -1,10 +1,12 @@
 #include "Core/apps/UninstallScriptsManager.h"
 
-#include "Core/apps/internal/ExpatLibrary.h"
 #include "Core/apps/internal/OptionalResource.h"
 #include "Core/rules/ResourceError.h"
 #include "Core/rules/Resources.h"
 #include "platform/ResourceBundle.h"
+#include "platform/SharedLibrary.h"
+
+#include <expat.h>
 
 #include <algorithm>
 #include <memory>
@@ -20,8 +22,26 @@ const char* attribute(const char** attributes, std::string_view name) {
     return nullptr;
 }
 
+// The XML parser is opened on first use rather than linked: the uninstall
+// scripts document is the only XML read.
+#define CORE_EXPAT_FUNCTIONS(X)        \
+    X(XML_ParserCreate)                \
+    X(XML_ParserFree)                  \
+    X(XML_SetUserData)                 \
+    X(XML_SetElementHandler)           \
+    X(XML_SetCharacterDataHandler)     \
+    X(XML_Parse)                       \
+    X(XML_GetErrorCode)                \
+    X(XML_ErrorString)                 \
+    X(XML_GetCurrentLineNumber)        \
+    X(XML_GetCurrentColumnNumber)
+
+struct ExpatLibrary {
+    CORE_EXPAT_FUNCTIONS(CORE_FUNCTION_FIELD)
+};
+
 struct ParserDeleter {
-    const internal::ExpatLibrary* expat;
+    const ExpatLibrary* expat;
     void operator()(XML_Parser parser) const { expat->XML_ParserFree(parser); }
 };
 
@@ -42,7 +62,8 @@ struct UninstallScriptsParser {
 
 UninstallScriptsManager::UninstallScriptsManager(std::string_view xml) {
     // The text is already UTF-8: the declaration's encoding is not obeyed.
-    const internal::ExpatLibrary* expat = internal::sharedExpatLibrary();
+    const ExpatLibrary* expat =
+        CORE_SHARED_FUNCTION_TABLE(ExpatLibrary, CORE_EXPAT_FUNCTIONS, "libexpat.so.1", "XML parsing");
     if (expat == nullptr) {
         _error = "the XML parser is not available";
         return;

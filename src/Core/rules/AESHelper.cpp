@@ -24,24 +24,12 @@ namespace {
     X(EVP_CipherFinal_ex)
 
 struct CryptoLibrary {
-#define CORE_CRYPTO_FIELD(name) decltype(&::name) name = nullptr;
-    CORE_CRYPTO_FUNCTIONS(CORE_CRYPTO_FIELD)
-#undef CORE_CRYPTO_FIELD
+    CORE_CRYPTO_FUNCTIONS(CORE_FUNCTION_FIELD)
 };
 
-// The table, or null (said once in the log) when the library or one of its
-// functions is missing. Never closed: it may have started threads.
 const CryptoLibrary* crypto() {
-    static const std::unique_ptr<const CryptoLibrary> shared = [] {
-        const std::string name = "libcrypto.so." + std::to_string(OPENSSL_VERSION_MAJOR);
-        constexpr std::string_view kService = "deciphering";
-        return platform::loadFunctionTable<CryptoLibrary>(name, kService, [&](void* handle, CryptoLibrary& c) {
-#define CORE_CRYPTO_LOOKUP(fn) platform::lookUpFunction(handle, #fn, c.fn, name, kService) &&
-            return CORE_CRYPTO_FUNCTIONS(CORE_CRYPTO_LOOKUP) true;
-#undef CORE_CRYPTO_LOOKUP
-        });
-    }();
-    return shared.get();
+    return CORE_SHARED_FUNCTION_TABLE(CryptoLibrary, CORE_CRYPTO_FUNCTIONS,
+                                      "libcrypto.so." + std::to_string(OPENSSL_VERSION_MAJOR), "deciphering");
 }
 
 }  // namespace

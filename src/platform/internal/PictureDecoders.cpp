@@ -3,14 +3,18 @@
 #include "platform/Analytics.h"
 #include "platform/ExifInfo.h"
 #include "platform/Rounding.h"
-#include "platform/internal/CodecLibraries.h"
+#include "platform/SharedLibrary.h"
 
 #include <climits>
 #include <csetjmp>
 #include <cstdlib>
 #include <cstring>
 
+#include <cstdio>  // jpeglib.h needs FILE
+
 #include <jerror.h>
+#include <jpeglib.h>
+#include <png.h>
 
 #include <algorithm>
 #include <optional>
@@ -114,6 +118,61 @@ GrayBitmap oriented(const GrayBitmap& bitmap, int orientation) {
 }
 
 namespace {
+
+// The codecs are opened on the first picture rather than linked: most runs
+// of a host decode none.
+#define CORE_JPEG_FUNCTIONS(X)       \
+    X(jpeg_std_error)                \
+    X(jpeg_CreateDecompress)         \
+    X(jpeg_destroy_decompress)       \
+    X(jpeg_mem_src)                  \
+    X(jpeg_save_markers)             \
+    X(jpeg_read_header)              \
+    X(jpeg_calc_output_dimensions)   \
+    X(jpeg_start_decompress)         \
+    X(jpeg_read_scanlines)
+
+#define CORE_PNG_FUNCTIONS(X)        \
+    X(png_create_read_struct)        \
+    X(png_create_info_struct)        \
+    X(png_destroy_read_struct)       \
+    X(png_set_longjmp_fn)            \
+    X(png_longjmp)                   \
+    X(png_error)                     \
+    X(png_set_read_fn)               \
+    X(png_get_io_ptr)                \
+    X(png_read_info)                 \
+    X(png_get_image_width)           \
+    X(png_get_image_height)          \
+    X(png_set_expand)                \
+    X(png_set_strip_16)              \
+    X(png_set_interlace_handling)    \
+    X(png_read_update_info)          \
+    X(png_get_channels)              \
+    X(png_get_rowbytes)              \
+    X(png_get_eXIf_1)                \
+    X(png_read_image)                \
+    X(png_read_row)
+
+struct JpegLibrary {
+    CORE_JPEG_FUNCTIONS(CORE_FUNCTION_FIELD)
+};
+
+struct PngLibrary {
+    CORE_PNG_FUNCTIONS(CORE_FUNCTION_FIELD)
+};
+
+const JpegLibrary* sharedJpegLibrary() {
+    return CORE_SHARED_FUNCTION_TABLE(JpegLibrary, CORE_JPEG_FUNCTIONS,
+                                      "libjpeg.so." + std::to_string(JPEG_LIB_VERSION), "Picture decoding");
+}
+
+const PngLibrary* sharedPngLibrary() {
+    return CORE_SHARED_FUNCTION_TABLE(PngLibrary, CORE_PNG_FUNCTIONS,
+                                      "libpng" + std::to_string(PNG_LIBPNG_VER_DLLNUM) + ".so." +
+                                          std::to_string(PNG_LIBPNG_VER_SONUM),
+                                      "Picture decoding");
+}
 
 // What a decoder gives: the thumbnail, not yet turned, and the EXIF block
 // ("Exif", two zero bytes, the TIFF structure), empty when there is none.
