@@ -1,4 +1,5 @@
 #include "platform/ByteCountFormatter.h"
+#include "platform/Rounding.h"
 #include "platform/Layout.h"
 #include "platform/Strings.h"
 #include "platform/URL.h"
@@ -29,6 +30,13 @@ TEST(ByteCountFormatterTest, FollowsThePlatformDefaults) {
     EXPECT_EQ(platform::formatByteCount(3'000'000'000'000), "3 TB");
     EXPECT_EQ(platform::formatByteCount(-2), "-2 bytes");
     EXPECT_EQ(platform::formatByteCount(INT64_MIN), "-9.22 EB");
+}
+
+TEST(RoundingTest, HalvesGoAwayFromZeroAndNothingLessRoundsUp) {
+    EXPECT_EQ(platform::roundToWhole(2.5), 3);
+    EXPECT_EQ(platform::roundToWhole(-2.5), -3);
+    EXPECT_EQ(platform::roundToWhole(-2.4), -2);
+    EXPECT_EQ(platform::roundToWhole(0.49999999999999994), 0) << "adding a half first would give 1";
 }
 
 TEST(StringsTest, CaseInsensitiveCompareAndLowercase) {
