@@ -164,10 +164,10 @@ public:
                 frames.pop_back();
                 continue;
             }
-            std::string_view path = child->path.view();
-            std::string name(path.substr(path.rfind('/') + 1));
+            // The name is the end of the path, whose text ends in a NUL.
+            const char* name = child->path.cStr() + child->path.view().rfind('/') + 1;
             std::unique_ptr<DIR, DirCloser> dir(openFolder(
-                ::dirfd(frame.dir.get()), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC, child));
+                ::dirfd(frame.dir.get()), name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC, child));
             if (!dir) continue;
             if (!list(child, dir.get())) return;
             frames.push_back({child, std::move(dir)});
