@@ -65,10 +65,13 @@ void RecordingFileDelegate::scriptDeleted() { add("script"); }
 
 void RecordingFileDelegate::fileDeleterCompleted() {
     {
+        // One critical section: a waiter woken by an earlier call must not
+        // see the count before the call list holds "completed".
         std::lock_guard lock(_mutex);
         ++_completions;
+        _calls.emplace_back("completed");
     }
-    add("completed");
+    _changed.notify_all();
 }
 
 std::vector<std::string> RecordingFileDelegate::calls() {
