@@ -23,6 +23,10 @@ void* openSharedLibrary(const std::string& name, std::string_view service);
 // Closes what openSharedLibrary opened, when nothing of it is in use.
 void closeSharedLibrary(void* handle);
 
+// Says in the log that `service` goes without `library`, and why; for
+// failures found after the library was opened (it will not start).
+void logUnavailable(std::string_view service, const std::string& library, const std::string& why);
+
 // Whether `symbol` is there; a missing one is said in the log.
 bool lookUpSymbol(void* handle, const char* symbol, void*& into, const std::string& name, std::string_view service);
 

@@ -8,22 +8,18 @@ namespace {
 
 constexpr std::string_view kService = "image decoding";
 
-void unavailable(const std::string& name, const std::string& why) {
-    log(std::string(kService) + " unavailable: " + name + ": " + why);
-}
-
 // What the library's start-up macro does, through the table: refuse a
 // library of another interface version, then initialise.
 bool start(const VipsLibrary& vips, const std::string& name) {
     int found = vips.vips_version(3) - vips.vips_version(5);
     if (found != VIPS_LIBRARY_CURRENT - VIPS_LIBRARY_AGE) {
-        unavailable(name, "interface version " + std::to_string(found) + ", built for " +
-                              std::to_string(VIPS_LIBRARY_CURRENT - VIPS_LIBRARY_AGE));
+        logUnavailable(kService, name, "interface version " + std::to_string(found) + ", built for " +
+                                        std::to_string(VIPS_LIBRARY_CURRENT - VIPS_LIBRARY_AGE));
         return false;
     }
     if (vips.vips_init("core") != 0) {
         vips.vips_error_clear();
-        unavailable(name, "it failed to start");
+        logUnavailable(kService, name, "it failed to start");
         return false;
     }
     // Cached operations would hand back the pixels of a file that has since
