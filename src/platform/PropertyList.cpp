@@ -374,26 +374,29 @@ std::optional<PlistValue> readPropertyListFile(const std::string& path) {
 
 namespace {
 
-std::string serialize(const PlistValue& value, void (*write)(plist_t, char**, uint32_t*), void (*release)(char*)) {
+// A tree written by one of the library's writers, `write` and the `release`
+// of what it gives.
+template <class Write, class Release>
+std::string serialize(const PlistValue& value, Write PlistLibrary::*write, Release PlistLibrary::*release) {
+    const PlistLibrary* library = sharedPlistLibrary();
+    if (library == nullptr) throw std::runtime_error("property lists cannot be written");
     PlistPtr node(toNode(value));
     char* bytes = nullptr;
     uint32_t length = 0;
-    write(node.get(), &bytes, &length);
+    (library->*write)(node.get(), &bytes, &length);
     std::string out(bytes ? bytes : "", bytes ? length : 0);
-    release(bytes);
+    (library->*release)(bytes);
     return out;
 }
 
 }  // namespace
 
 std::string toXmlPropertyList(const PlistValue& value) {
-    if (sharedPlistLibrary() == nullptr) throw std::runtime_error("property lists cannot be written");
-    return serialize(value, plist().plist_to_xml, plist().plist_to_xml_free);
+    return serialize(value, &PlistLibrary::plist_to_xml, &PlistLibrary::plist_to_xml_free);
 }
 
 std::string toBinaryPropertyList(const PlistValue& value) {
-    if (sharedPlistLibrary() == nullptr) throw std::runtime_error("property lists cannot be written");
-    return serialize(value, plist().plist_to_bin, plist().plist_to_bin_free);
+    return serialize(value, &PlistLibrary::plist_to_bin, &PlistLibrary::plist_to_bin_free);
 }
 
 }  // namespace platform
