@@ -33,11 +33,16 @@ bool hasAppExtension(const char* path, size_t length) {
 }
 
 // Starts "/bin/sh -c script" and reaps it in the background: the deleter
-// doesn't wait for a script to end.
+// doesn't wait for a script to end. The script gets none of the host's
+// descriptors: what it prints must not land in the host's output, and a
+// script that outlives the run must not hold the host's pipes open.
 void launchScript(const std::string& script) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_adddup2(&actions, 1, 2);
+    posix_spawn_file_actions_addclosefrom_np(&actions, 3);
     const char* argv[] = {"/bin/sh", "-c", script.c_str(), nullptr};
     pid_t pid = -1;
     int error = ::posix_spawn(&pid, "/bin/sh", &actions, nullptr, const_cast<char* const*>(argv), environ);

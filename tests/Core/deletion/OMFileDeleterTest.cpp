@@ -263,19 +263,23 @@ TEST(OMFileDeleterTest, StopBeforeStartOrWhilePausedCompletesOnceAndDeletesNothi
     EXPECT_TRUE(fs::exists(dir.path() / "folder/inner"));
 }
 
-TEST(OMFileDeleterTest, ScriptsAreLaunchedAfterThePathsWithoutWaiting) {
+TEST(OMFileDeleterTest, ScriptsAreLaunchedAfterThePathsWithoutWaitingAndWithNothingOfTheHost) {
     TempDir dir;
     std::string fifo = dir / "fifo";
     ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-    int reader = ::open(fifo.c_str(), O_RDONLY | O_NONBLOCK);
+    int reader = ::open(fifo.c_str(), O_RDONLY | O_NONBLOCK);  // inheritable, unless the launch closes it
     ASSERT_GE(reader, 0);
     writeFile(dir.path() / "file", "x");
     // The first script outlives the run: the deleter must not wait for it.
-    // It lets go of the inherited output so the test runner need not wait either.
-    auto run = makeRun({dir / "file"}, {"exec 3>'" + fifo + "' >/dev/null 2>&1; echo one >&3; sleep 10", "echo two > '" + fifo + "'"});
+    // The second prints, and looks for the test's descriptor, before its last line.
+    std::string second = "echo to-the-host; echo to-the-host >&2; "
+                         "if [ -e /proc/$$/fd/" + std::to_string(reader) + " ]; then echo inherited > '" + fifo +
+                         "'; fi; echo two > '" + fifo + "'";
+    auto run = makeRun({dir / "file"}, {"exec 3>'" + fifo + "'; echo one >&3; sleep 10", second});
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
     run.deleter->start();
-    ASSERT_TRUE(run.delegate->awaitCompleted());
-    EXPECT_EQ(run.delegate->calls(), (std::vector<std::string>{"file 0", "script", "script", "completed"}));
+    bool completed = run.delegate->awaitCompleted();
     std::string seen;
     pollfd waiting{reader, POLLIN, 0};
     while (seen.find("two") == std::string::npos && ::poll(&waiting, 1, 20000) > 0) {
@@ -284,7 +288,12 @@ TEST(OMFileDeleterTest, ScriptsAreLaunchedAfterThePathsWithoutWaiting) {
         if (count > 0) seen.append(buffer, static_cast<size_t>(count));
     }
     ::close(reader);
+    std::string printed = testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
+    ASSERT_TRUE(completed);
+    EXPECT_EQ(run.delegate->calls(), (std::vector<std::string>{"file 0", "script", "script", "completed"}));
     EXPECT_NE(seen.find("two"), std::string::npos);
+    EXPECT_EQ(seen.find("inherited"), std::string::npos);
+    EXPECT_EQ(printed.find("to-the-host"), std::string::npos);
 }
 
 TEST(OMFileDeleterTest, ToolRunnerNeedsAPathAndALaunchableTool) {

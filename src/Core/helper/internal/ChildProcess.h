@@ -2,8 +2,8 @@
 // A process the helper starts (a script, a maintenance tool), started so
 // that nothing of the helper leaks into it and so that it can always be
 // ended: default handling for every signal, an empty signal mask, a process
-// group of its own, a clean environment, standard input from /dev/null, no
-// descriptor of the helper but 0 to 2. Ending it ends its whole group, so a
+// group of its own, a clean environment, standard input, output and error
+// on /dev/null, no other descriptor of the helper. Ending it ends its whole group, so a
 // script's own children go with it.
 //
 // Threading: wait() from one thread; terminate() from any thread.
