@@ -86,6 +86,7 @@ std::string lowercase(std::string_view text) {
 
 void toUTF16(std::string_view text, std::u16string& out) {
     out.clear();
+    out.reserve(text.size());  // never more units than bytes
     const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
     const auto length = static_cast<int32_t>(text.size());
     int32_t i = 0;
